@@ -1,0 +1,37 @@
+# Front door: `make run`, `make test`, `make bench`, plain `make` builds.
+BUILD_DIR    := build
+TEST_DIR     := build/sanitize
+GENERATOR    := Ninja
+JOBS         ?= $(shell nproc)
+
+.PHONY: all deps build run test bench clean
+
+all: build
+
+deps:
+	@bash scripts/install-deps.sh
+
+$(BUILD_DIR)/build.ninja:
+	cmake -S . -B $(BUILD_DIR) -G $(GENERATOR) -DCMAKE_BUILD_TYPE=Release -DVANTREL_TESTS=OFF
+
+$(TEST_DIR)/build.ninja:
+	cmake -S . -B $(TEST_DIR) -G $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVANTREL_SANITIZE=ON
+
+build: $(BUILD_DIR)/build.ninja
+	cmake --build $(BUILD_DIR) -j $(JOBS)
+
+run: deps
+	@$(MAKE) --no-print-directory build
+	@bash scripts/run-demo.sh $(BUILD_DIR)/bin
+
+test: deps $(TEST_DIR)/build.ninja
+	cmake --build $(TEST_DIR) -j $(JOBS)
+	bash scripts/run-tests.sh $(TEST_DIR)
+
+bench: deps
+	@$(MAKE) --no-print-directory build
+	$(BUILD_DIR)/bin/vantrel-bench-engine --size 1920x1080
+	$(BUILD_DIR)/bin/vantrel-bench-engine --size 3840x2160
+
+clean:
+	rm -rf $(BUILD_DIR)

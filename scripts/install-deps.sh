@@ -1,0 +1,30 @@
+#!/usr/bin/env bash
+# The one list of the Debian 12 packages Vantrel needs to build, test and run.
+# Installs only what is missing; does nothing (quickly) when everything is there.
+set -euo pipefail
+
+packages=(
+  # toolchain
+  build-essential cmake ninja-build pkg-config
+  # tests and benchmarks
+  libgtest-dev libgmock-dev nlohmann-json3-dev
+  # pixels: scale/convert, overlay bitmaps and text
+  libyuv-dev libcairo2-dev libpango1.0-dev fontconfig
+  # fonts: the default sans face plus the key symbols (⌘ ⌥ ⎋ ⌧ ...) of the keystroke pill
+  fonts-dejavu-core fonts-noto-core
+  # images for tools and picture tests
+  libpng-dev
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "Installing missing packages: ${missing[*]}"
+sudo=""
+[ "$(id -u)" -ne 0 ] && sudo="sudo"
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update -qq
+$sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
