@@ -1,0 +1,226 @@
+#include "PixelOps.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+namespace vantrel::pixel_ops {
+
+namespace {
+
+// x / 255, rounded, for x in [0, 255 * 255].
+inline uint8_t div255(unsigned x) {
+    return static_cast<uint8_t>((x + 128 + ((x + 128) >> 8)) >> 8);
+}
+
+inline uint8_t toByte(double unit) {
+    return static_cast<uint8_t>(std::lround(std::clamp(unit, 0.0, 1.0) * 255));
+}
+
+inline void blendPixel(const uint8_t* s, uint8_t* d) {
+    const unsigned alpha = s[3];
+    if (alpha == 255) {
+        std::memcpy(d, s, 4);
+    } else if (alpha != 0) {
+        const unsigned keep = 255 - alpha;
+        d[0] = static_cast<uint8_t>(s[0] + div255(d[0] * keep));
+        d[1] = static_cast<uint8_t>(s[1] + div255(d[1] * keep));
+        d[2] = static_cast<uint8_t>(s[2] + div255(d[2] * keep));
+        d[3] = static_cast<uint8_t>(alpha + div255(d[3] * keep));
+    }
+}
+
+// Kept per thread so that a blur every frame does not allocate.
+const std::vector<float>& gaussianKernel(double sigma, std::vector<float>& kernel) {
+    const int radius = std::max(1, static_cast<int>(std::ceil(3 * sigma)));
+    kernel.assign(2 * radius + 1, 0.0f);
+    double sum = 0;
+    for (int i = -radius; i <= radius; ++i) {
+        const double w = std::exp(-(i * i) / (2 * sigma * sigma));
+        kernel[i + radius] = static_cast<float>(w);
+        sum += w;
+    }
+    for (float& w : kernel)
+        w = static_cast<float>(w / sum);
+    return kernel;
+}
+
+// One pass of a separable blur over `count` pixels `step` floats apart,
+// written side by side into `out`.
+void blurLine(const float* in, float* out, int count, size_t step, const std::vector<float>& kernel) {
+    const int radius = static_cast<int>(kernel.size() / 2);
+    for (int i = 0; i < count; ++i) {
+        float acc[4] = {0, 0, 0, 0};
+        const int from = std::max(0, i - radius);
+        const int to = std::min(count - 1, i + radius);
+        for (int j = from; j <= to; ++j) {
+            const float w = kernel[j - i + radius];
+            const float* p = in + j * step;
+            acc[0] += p[0] * w;
+            acc[1] += p[1] * w;
+            acc[2] += p[2] * w;
+            acc[3] += p[3] * w;
+        }
+        std::memcpy(out + 4 * i, acc, sizeof acc);
+    }
+}
+
+} // namespace
+
+PixelRect PixelRect::intersection(const PixelRect& other) const {
+    PixelRect r{std::max(x0, other.x0), std::max(y0, other.y0), std::min(x1, other.x1),
+                std::min(y1, other.y1)};
+    if (r.isEmpty()) return {};
+    return r;
+}
+
+PixelRect pixelsCoveredBy(const CGRect& rect) {
+    if (rect.isEmpty()) return {};
+    // Big enough for any frame, small enough that int arithmetic never overflows.
+    constexpr double kLimit = 1 << 28;
+    auto edge = [&](double v) { return static_cast<int>(std::floor(std::clamp(v, -kLimit, kLimit) + 0.5)); };
+    PixelRect r{edge(rect.minX()), edge(rect.minY()), edge(rect.maxX()), edge(rect.maxY())};
+    if (r.isEmpty()) return {};
+    return r;
+}
+
+Premultiplied premultiply(const CIColor& color) {
+    const double a = std::clamp(color.alpha, 0.0, 1.0);
+    return {toByte(color.blue * a), toByte(color.green * a), toByte(color.red * a), toByte(a)};
+}
+
+void clear(const Surface& surface, const PixelRect& rect) {
+    const PixelRect r = rect.intersection(surface.bounds());
+    for (int y = r.y0; y < r.y1; ++y)
+        std::memset(surface.at(r.x0, y), 0, 4 * static_cast<size_t>(r.width()));
+}
+
+void clearAround(const Surface& surface, const PixelRect& outer, const PixelRect& inner) {
+    const PixelRect in = inner.intersection(outer);
+    if (in.isEmpty()) return clear(surface, outer);
+    clear(surface, {outer.x0, outer.y0, outer.x1, in.y0});
+    clear(surface, {outer.x0, in.y1, outer.x1, outer.y1});
+    clear(surface, {outer.x0, in.y0, in.x0, in.y1});
+    clear(surface, {in.x1, in.y0, outer.x1, in.y1});
+}
+
+void fill(const Surface& surface, const PixelRect& rect, Premultiplied color) {
+    const PixelRect r = rect.intersection(surface.bounds());
+    const uint8_t px[4] = {color.b, color.g, color.r, color.a};
+    for (int y = r.y0; y < r.y1; ++y) {
+        uint8_t* d = surface.at(r.x0, y);
+        for (int x = 0; x < r.width(); ++x)
+            std::memcpy(d + 4 * x, px, 4);
+    }
+}
+
+void blendColor(const Surface& surface, const PixelRect& rect, Premultiplied color) {
+    if (color.a == 255) return fill(surface, rect, color);
+    if (color.a == 0 && color.r == 0 && color.g == 0 && color.b == 0) return;
+    const PixelRect r = rect.intersection(surface.bounds());
+    const uint8_t px[4] = {color.b, color.g, color.r, color.a};
+    for (int y = r.y0; y < r.y1; ++y) {
+        uint8_t* d = surface.at(r.x0, y);
+        for (int x = 0; x < r.width(); ++x)
+            blendPixel(px, d + 4 * x);
+    }
+}
+
+void copyRect(const Surface& source, const Surface& destination, int originX, int originY,
+              const PixelRect& rect) {
+    const PixelRect placed{originX, originY, originX + source.width, originY + source.height};
+    const PixelRect r = rect.intersection(destination.bounds()).intersection(placed);
+    for (int y = r.y0; y < r.y1; ++y)
+        std::memcpy(destination.at(r.x0, y), source.at(r.x0 - originX, y - originY),
+                    4 * static_cast<size_t>(r.width()));
+}
+
+void blendRect(const Surface& source, const Surface& destination, int originX, int originY,
+               const PixelRect& rect) {
+    const PixelRect placed{originX, originY, originX + source.width, originY + source.height};
+    const PixelRect r = rect.intersection(destination.bounds()).intersection(placed);
+    for (int y = r.y0; y < r.y1; ++y) {
+        const uint8_t* s = source.at(r.x0 - originX, y - originY);
+        uint8_t* d = destination.at(r.x0, y);
+        for (int x = 0; x < r.width(); ++x)
+            blendPixel(s + 4 * x, d + 4 * x);
+    }
+}
+
+void applyAlphaVector(const Surface& surface, const CIVector& v) {
+    const bool onlyAlpha = v.x == 0 && v.y == 0 && v.z == 0;
+    for (int y = 0; y < surface.height; ++y) {
+        uint8_t* p = surface.at(0, y);
+        for (int x = 0; x < surface.width; ++x, p += 4) {
+            if (p[3] == 0) continue;
+            const double a = p[3] / 255.0;
+            if (onlyAlpha) {
+                // Straight colour stays, so every premultiplied byte scales alike.
+                const double k = std::clamp(v.w, 0.0, 1.0 / a);
+                for (int c = 0; c < 4; ++c)
+                    p[c] = toByte(p[c] / 255.0 * k);
+                continue;
+            }
+            const double b = p[0] / 255.0 / a, g = p[1] / 255.0 / a, r = p[2] / 255.0 / a;
+            const double na = std::clamp(r * v.x + g * v.y + b * v.z + a * v.w, 0.0, 1.0);
+            p[0] = toByte(b * na);
+            p[1] = toByte(g * na);
+            p[2] = toByte(r * na);
+            p[3] = toByte(na);
+        }
+    }
+}
+
+void blendWithMask(const Surface& input, const Surface& background, const Surface& mask) {
+    for (int y = 0; y < input.height; ++y) {
+        uint8_t* p = input.at(0, y);
+        const uint8_t* bg = background.at(0, y);
+        const uint8_t* m = mask.at(0, y);
+        for (int x = 0; x < input.width; ++x, p += 4, bg += 4, m += 4) {
+            // Rec. 709 luminance of the mask; a transparent mask pixel is dark.
+            const unsigned weight = (m[2] * 54u + m[1] * 183u + m[0] * 19u + 128) >> 8;
+            const unsigned rest = 255 - weight;
+            for (int c = 0; c < 4; ++c)
+                p[c] = div255(p[c] * weight + bg[c] * rest);
+        }
+    }
+}
+
+void gaussianBlur(const Surface& surface, double sigmaX, double sigmaY, float* temp) {
+    const int w = surface.width, h = surface.height;
+    if (w <= 0 || h <= 0) return;
+    const size_t rowFloats = static_cast<size_t>(w) * 4;
+    for (int y = 0; y < h; ++y) {
+        const uint8_t* p = surface.at(0, y);
+        float* t = temp + y * rowFloats;
+        for (size_t i = 0; i < rowFloats; ++i)
+            t[i] = p[i];
+    }
+    thread_local std::vector<float> kernelStore;
+    float* line = temp + static_cast<size_t>(h) * rowFloats;
+    if (sigmaX > 0) {
+        const auto& kernel = gaussianKernel(sigmaX, kernelStore);
+        for (int y = 0; y < h; ++y) {
+            float* t = temp + y * rowFloats;
+            blurLine(t, line, w, 4, kernel);
+            std::memcpy(t, line, rowFloats * sizeof(float));
+        }
+    }
+    if (sigmaY > 0) {
+        const auto& kernel = gaussianKernel(sigmaY, kernelStore);
+        for (int x = 0; x < w; ++x) {
+            blurLine(temp + 4 * x, line, h, rowFloats, kernel);
+            for (int y = 0; y < h; ++y)
+                std::memcpy(temp + y * rowFloats + 4 * x, line + 4 * y, 4 * sizeof(float));
+        }
+    }
+    for (int y = 0; y < h; ++y) {
+        uint8_t* p = surface.at(0, y);
+        const float* t = temp + y * rowFloats;
+        for (size_t i = 0; i < rowFloats; ++i)
+            p[i] = static_cast<uint8_t>(std::clamp(std::lround(t[i]), 0L, 255L));
+    }
+}
+
+} // namespace vantrel::pixel_ops
