@@ -15,7 +15,9 @@ std::shared_ptr<CIFilter> CIFilter::filterWithName(std::string_view name) {
     return std::shared_ptr<CIFilter>(new CIFilter(std::string(name)));
 }
 
-void CIFilter::setValue(const CIImage& image, std::string_view key) { images_.insert_or_assign(std::string(key), image); }
+void CIFilter::setValue(const CIImage& image, std::string_view key) {
+    images_.insert_or_assign(std::string(key), image);
+}
 
 void CIFilter::setValue(const CIVector& vector, std::string_view key) {
     vectors_.insert_or_assign(std::string(key), vector);

@@ -1,8 +1,8 @@
 #include "CIImage.h"
 
-#include <cmath>
-
 #include "ImageRecipe.h"
+
+#include <cmath>
 
 namespace vantrel {
 
@@ -29,9 +29,13 @@ CIImage CIImage::fromCGImage(CGImageRef image) {
     return CIImage(makeNode(Raster{image->pixelBuffer(), image}, extent));
 }
 
-CIImage CIImage::fromColor(CIColor color) { return CIImage(makeNode(Color{color}, CGRect::infinite())); }
+CIImage CIImage::fromColor(CIColor color) {
+    return CIImage(makeNode(Color{color}, CGRect::infinite()));
+}
 
-CGRect CIImage::extent() const { return node_ ? node_->extent : CGRect::null(); }
+CGRect CIImage::extent() const {
+    return node_ ? node_->extent : CGRect::null();
+}
 
 CIImage CIImage::croppedTo(const CGRect& rect) const {
     if (!node_) return {};
@@ -48,7 +52,8 @@ CIImage CIImage::transformedBy(const CGAffineTransform& transform) const {
 CIImage CIImage::compositedOver(const CIImage& background) const {
     if (!node_) return background;
     if (!background.node_) return *this;
-    return CIImage(makeNode(Over{node_, background.node_}, node_->extent.unionWith(background.node_->extent)));
+    return CIImage(
+        makeNode(Over{node_, background.node_}, node_->extent.unionWith(background.node_->extent)));
 }
 
 CIImage CIImage::blurredWithSigma(double sigma) const {
@@ -67,7 +72,8 @@ CIImage CIImage::withAlphaVector(const CIVector& alphaVector) const {
 CIImage CIImage::blendedWithMask(const CIImage& background, const CIImage& mask) const {
     // Where the mask has no pixels it counts as dark, so the result reaches
     // only as far as the background and the masked part of the image.
-    const CGRect masked = node_ && mask.node_ ? node_->extent.intersection(mask.node_->extent) : CGRect::null();
+    const CGRect masked =
+        node_ && mask.node_ ? node_->extent.intersection(mask.node_->extent) : CGRect::null();
     const CGRect extent = masked.unionWith(background.extent());
     if (extent.isEmpty()) return {};
     return CIImage(makeNode(BlendWithMask{node_, background.node_, mask.node_}, extent));
