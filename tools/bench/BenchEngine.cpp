@@ -1,0 +1,104 @@
+// vantrel-bench-engine: the steady-state cost of one frame through the
+// engine, with a pointer that flies about and clicks.
+#include "engine/VideoProcessor.h"
+#include "render/RenderOptions.h"
+#include "render/SyntheticDesktop.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <iostream>
+#include <string_view>
+#include <vector>
+
+using namespace vantrel;
+
+namespace {
+
+constexpr int kWarmupFrames = 60;
+constexpr int kMeasuredFrames = 600;
+constexpr int kFramesPerSecond = 60;
+constexpr double kWallStart = 1'800'000'000.0;
+
+struct BenchOptions {
+    int width = 1920;
+    int height = 1080;
+    bool overlays = false;
+};
+
+BenchOptions parse(int argc, char** argv) {
+    BenchOptions options;
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view arg = argv[i];
+        if (arg == "--size" && i + 1 < argc) {
+            tools::parseSize(argv[++i], options.width, options.height);
+        } else if (arg == "--overlays" && i + 1 < argc) {
+            const std::string_view which = argv[++i];
+            if (which != "none" && which != "all")
+                throw std::invalid_argument("--overlays takes none or all");
+            options.overlays = which == "all";
+        } else {
+            throw std::invalid_argument("usage: vantrel-bench-engine [--size WxH] [--overlays none|all]");
+        }
+    }
+    return options;
+}
+
+// The pointer loops over the screen at varying speed and clicks twice a second.
+EventState stateAt(int frame, double wall, int width, int height) {
+    const double t = static_cast<double>(frame) / kFramesPerSecond;
+    EventState state = EventState::initial(wall);
+    state.mouseLocation = {width * (0.5 + 0.4 * std::sin(t * 0.9)), height * (0.5 + 0.4 * std::sin(t * 1.3))};
+    state.isMouseClicked = frame % 30 < 4;
+    state.lastInputTime = wall;
+    return state;
+}
+
+double percentile(std::vector<double> values, double p) {
+    std::sort(values.begin(), values.end());
+    return values[static_cast<size_t>(p * (values.size() - 1))];
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    BenchOptions options;
+    try {
+        options = parse(argc, argv);
+    } catch (const std::exception& error) {
+        std::cerr << "vantrel-bench-engine: " << error.what() << "\n";
+        return 2;
+    }
+    const auto source = tools::makeSyntheticDesktop(options.width, options.height);
+    auto clock = std::make_shared<ManualWallClock>(kWallStart);
+    VideoProcessor processor(
+        CGSize{static_cast<CGFloat>(options.width), static_cast<CGFloat>(options.height)}, clock);
+    AppSettingsSnapshot settings;
+    settings.showMouseClicks = options.overlays;
+    settings.showKeystrokes = options.overlays;
+    settings.enableCursorFollowText = options.overlays;
+
+    std::vector<double> millis;
+    millis.reserve(kMeasuredFrames);
+    for (int frame = 0; frame < kWarmupFrames + kMeasuredFrames; ++frame) {
+        const double wall = kWallStart + static_cast<double>(frame) / kFramesPerSecond;
+        clock->set(wall);
+        const auto sample = CMSampleBuffer::makeVideo(source, CMTime(frame * 10, 600));
+        const EventState state = stateAt(frame, wall, options.width, options.height);
+        const auto start = std::chrono::steady_clock::now();
+        const auto output = processor.process(sample, state, settings, std::nullopt);
+        const auto end = std::chrono::steady_clock::now();
+        if (!output) {
+            std::cerr << "vantrel-bench-engine: the engine made no frame\n";
+            return 1;
+        }
+        if (frame >= kWarmupFrames)
+            millis.push_back(std::chrono::duration<double, std::milli>(end - start).count());
+    }
+    std::printf("size=%dx%d overlays=%s frames=%d\n", options.width, options.height,
+                options.overlays ? "all" : "none", kMeasuredFrames);
+    std::printf("p95_ms=%.3f\n", percentile(millis, 0.95));
+    std::printf("median_ms=%.3f\n", percentile(millis, 0.5));
+    return 0;
+}

@@ -1,0 +1,35 @@
+#pragma once
+// Command line of vantrel-render.
+
+#include "engine/FrameInputs.h"
+
+#include <filesystem>
+#include <string_view>
+
+namespace vantrel::tools {
+
+struct RenderOptions {
+    int width = 1920;
+    int height = 1080;
+    bool demo = false;
+    std::filesystem::path tracePath;
+    std::filesystem::path cameraPathPath;
+    std::filesystem::path sourcePath;
+    std::filesystem::path framesDir;
+    std::filesystem::path contactSheetPath;
+    /// Every how many frames one goes on the contact sheet.
+    int contactSheetEvery = 30;
+    AppSettingsSnapshot settings;
+};
+
+inline constexpr std::string_view renderUsage =
+    "usage: vantrel-render (--trace FILE | --demo) [--size WxH] [--camera-path FILE] [--no-auto-zoom]\n"
+    "                      [--source IMAGE.png] [--frames-dir DIR] [--contact-sheet FILE.png]\n";
+
+/// Throws std::invalid_argument with a one-line reason on a bad command line.
+RenderOptions parseRenderOptions(int argc, char** argv);
+
+/// "1920x1080" into its two numbers; throws on anything else.
+void parseSize(std::string_view text, int& width, int& height);
+
+} // namespace vantrel::tools

@@ -1,0 +1,12 @@
+#pragma once
+// A made-up desktop picture to replay traces over when no screenshot is
+// given: a gradient, a grid every 120 pixels and a few windows, so that pans
+// and zooms are easy to follow by eye.
+
+#include "platform/PixelBuffer.h"
+
+namespace vantrel::tools {
+
+CVPixelBufferRef makeSyntheticDesktop(int width, int height);
+
+} // namespace vantrel::tools

@@ -1,0 +1,85 @@
+// vantrel-render: replays an input trace through the frame engine and writes
+// the camera path, and optionally the frames, for looking at by eye.
+#include "ContactSheet.h"
+#include "DemoTrace.h"
+#include "RenderOptions.h"
+#include "SyntheticDesktop.h"
+#include "Trace.h"
+#include "engine/VideoProcessor.h"
+#include "platform/PngFile.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+
+using namespace vantrel;
+using namespace vantrel::tools;
+
+int main(int argc, char** argv) {
+    RenderOptions options;
+    try {
+        options = parseRenderOptions(argc, argv);
+    } catch (const std::exception& error) {
+        std::cerr << "vantrel-render: " << error.what() << "\n" << renderUsage;
+        return 2;
+    }
+    try {
+        const auto frames =
+            options.demo ? makeDemoTrace(options.width, options.height) : readTraceFile(options.tracePath);
+        const CVPixelBufferRef source = options.sourcePath.empty()
+                                            ? makeSyntheticDesktop(options.width, options.height)
+                                            : readPngFile(options.sourcePath);
+        if (!source) throw std::runtime_error(options.sourcePath.string() + ": not a readable PNG picture");
+
+        for (const auto& output : {options.cameraPathPath, options.contactSheetPath})
+            if (output.has_parent_path()) std::filesystem::create_directories(output.parent_path());
+        std::ofstream cameraPath;
+        if (!options.cameraPathPath.empty()) {
+            cameraPath.open(options.cameraPathPath);
+            if (!cameraPath)
+                throw std::runtime_error(options.cameraPathPath.string() + ": cannot be written");
+        }
+        if (!options.framesDir.empty()) std::filesystem::create_directories(options.framesDir);
+
+        auto clock = std::make_shared<ManualWallClock>();
+        VideoProcessor processor(
+            CGSize{static_cast<CGFloat>(options.width), static_cast<CGFloat>(options.height)}, clock);
+        std::vector<CVPixelBufferRef> sheetFrames;
+        for (size_t i = 0; i < frames.size(); ++i) {
+            const TraceFrame& frame = frames[i];
+            clock->set(frame.wallSeconds);
+            const auto output = processor.process(CMSampleBuffer::makeVideo(source, frame.presentationTime),
+                                                  frame.state, options.settings, std::nullopt);
+            if (!output) continue;
+            if (cameraPath) {
+                const CGRect crop = processor.lastCropRect();
+                char line[256];
+                std::snprintf(line, sizeof line,
+                              "{\"pts\": %.6f, \"crop\": [%.4f, %.4f, %.4f, %.4f], \"zoom\": %.6f}\n",
+                              frame.presentationTime.seconds(), crop.origin.x, crop.origin.y, crop.size.width,
+                              crop.size.height, processor.lastEffectiveZoom());
+                cameraPath << line;
+            }
+            if (!options.framesDir.empty()) {
+                char name[64];
+                std::snprintf(name, sizeof name, "frame_%05zu.png", i);
+                if (!writePngFile(*output, options.framesDir / name))
+                    throw std::runtime_error((options.framesDir / name).string() + ": cannot be written");
+            }
+            if (!options.contactSheetPath.empty() && i % options.contactSheetEvery == 0)
+                sheetFrames.push_back(output);
+        }
+        if (!options.contactSheetPath.empty()) {
+            const auto sheet = makeContactSheet(sheetFrames, 6, 320);
+            if (!sheet || !writePngFile(*sheet, options.contactSheetPath))
+                throw std::runtime_error(options.contactSheetPath.string() + ": cannot be written");
+        }
+        std::cout << "rendered " << frames.size() << " frames at " << options.width << "x" << options.height
+                  << "\n";
+    } catch (const std::exception& error) {
+        std::cerr << "vantrel-render: " << error.what() << "\n";
+        return 1;
+    }
+    return 0;
+}
