@@ -20,6 +20,7 @@ VideoProcessor::VideoProcessor(CGSize outputSize, std::shared_ptr<const WallCloc
       sourceOverCompositingFilter_(CIFilter::filterWithName("CISourceOverCompositing")),
       colorMatrixFilter_(CIFilter::filterWithName("CIColorMatrix")),
       blendWithMaskFilter_(CIFilter::filterWithName("CIBlendWithMask")), camera_(std::move(clock)),
+      cursorTooltip_(colorMatrixFilter_), webcam_(outputSize, blendWithMaskFilter_),
       targetOutputSize_(outputSize) {}
 
 CVPixelBufferRef VideoProcessor::process(const CMSampleBufferRef& sampleBuffer, const EventState& state,
@@ -39,6 +40,8 @@ CVPixelBufferRef VideoProcessor::process(const CMSampleBufferRef& sampleBuffer, 
 
     const CGRect cropRect = updateCamera(state, settings, sourceSize, deltaTime);
     image = applyClickState(image, state, settings, sourceSize, deltaTime);
+    if (settings.enableCursorFollowText)
+        image = cursorTooltip_.applyCursorTooltip(image, state, sourceSize, deltaTime);
 
     // Into output space: the two scale factors are kept apart on purpose.
     const CGFloat scaleX = targetOutputSize_.width / cropRect.size.width;
@@ -46,7 +49,9 @@ CVPixelBufferRef VideoProcessor::process(const CMSampleBufferRef& sampleBuffer, 
     image = image.croppedTo(cropRect)
                 .transformedBy(CGAffineTransform::makeTranslation(-cropRect.origin.x, -cropRect.origin.y))
                 .transformedBy(CGAffineTransform::makeScale(scaleX, scaleY));
-    (void)cameraFrame;
+    // The engine draws the picture it is given; whether the webcam is on is
+    // the caller's business.
+    if (cameraFrame) image = webcam_.applyWebcam(image, *cameraFrame, settings);
 
     ensurePixelBufferPool(targetOutputSize_);
     if (!pixelBufferPool_) return nullptr;

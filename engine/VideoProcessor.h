@@ -6,8 +6,10 @@
 // Lives on the frame queue: process() and cleanup() are called from one
 // serial queue only, which is why the fields are unguarded.
 
+#include "CursorTooltip.h"
 #include "FrameInputs.h"
 #include "VirtualCamera.h"
+#include "WebcamOverlay.h"
 #include "platform/CIContext.h"
 #include "platform/CIFilter.h"
 #include "platform/CIImage.h"
@@ -57,6 +59,8 @@ private:
     std::shared_ptr<CIFilter> blendWithMaskFilter_;
     std::optional<CMTime> lastFrameTime_;
     VirtualCamera camera_;
+    CursorTooltip cursorTooltip_;
+    WebcamOverlay webcam_;
     bool wasMouseClickedLastFrame_ = false;
     const CGSize targetOutputSize_;
     const int minimumPoolBufferCount_ = 3;

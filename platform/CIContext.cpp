@@ -55,7 +55,7 @@ public:
 private:
     struct ScratchSlot {
         std::vector<uint8_t> bytes;
-        std::vector<float> floats;
+        pixel_ops::BlurWork blur;
     };
 
     class Scratch {
@@ -69,10 +69,7 @@ private:
             surface = {slot_->bytes.data(), stride, width, height};
         }
         ~Scratch() { --owner_.scratchDepth_; }
-        float* floats(size_t count) {
-            if (slot_->floats.size() < count) slot_->floats.resize(count);
-            return slot_->floats.data();
-        }
+        pixel_ops::BlurWork& blurWork() { return slot_->blur; }
         Surface surface;
 
     private:
@@ -208,17 +205,16 @@ private:
             renderInto(masked->mask.get(), t, mask.surface, all);
             pixel_ops::blendWithMask(out.surface, background.surface, mask.surface);
         } else if (const auto* blur = std::get_if<Blur>(&node.operation)) {
-            // Blur a margin of three sigmas around the area too, so that what
-            // lies just outside still bleeds in.
-            const double sigmaX = blur->sigma * t.a, sigmaY = blur->sigma * std::abs(t.d);
-            const int mx = static_cast<int>(std::ceil(3 * sigmaX)),
-                      my = static_cast<int>(std::ceil(3 * sigmaY));
+            // Blur a margin around the area too, so that what lies just
+            // outside still bleeds in. The blur is round: a frame scaled
+            // unevenly blurs by the mean of its two scales.
+            const double sigma = blur->sigma * (t.a + std::abs(t.d)) / 2;
+            const int margin = std::max(pixel_ops::blurReach(sigma), static_cast<int>(std::ceil(3 * sigma)));
+            const int mx = margin, my = margin;
             Scratch wide(*this, all.width() + 2 * mx, all.height() + 2 * my);
             renderInto(blur->input.get(), t.concatenating(CGAffineTransform::makeTranslation(mx, my)),
                        wide.surface, wide.surface.bounds());
-            pixel_ops::gaussianBlur(
-                wide.surface, sigmaX, sigmaY,
-                wide.floats(pixel_ops::blurScratchFloats(wide.surface.width, wide.surface.height)));
+            pixel_ops::gaussianBlur(wide.surface, sigma, wide.blurWork());
             pixel_ops::copyRect(wide.surface, out.surface, -mx, -my, all);
         } else {
             pixel_ops::clear(out.surface, all);

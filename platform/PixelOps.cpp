@@ -31,41 +31,6 @@ inline void blendPixel(const uint8_t* s, uint8_t* d) {
     }
 }
 
-// Kept per thread so that a blur every frame does not allocate.
-const std::vector<float>& gaussianKernel(double sigma, std::vector<float>& kernel) {
-    const int radius = std::max(1, static_cast<int>(std::ceil(3 * sigma)));
-    kernel.assign(2 * radius + 1, 0.0f);
-    double sum = 0;
-    for (int i = -radius; i <= radius; ++i) {
-        const double w = std::exp(-(i * i) / (2 * sigma * sigma));
-        kernel[i + radius] = static_cast<float>(w);
-        sum += w;
-    }
-    for (float& w : kernel)
-        w = static_cast<float>(w / sum);
-    return kernel;
-}
-
-// One pass of a separable blur over `count` pixels `step` floats apart,
-// written side by side into `out`.
-void blurLine(const float* in, float* out, int count, size_t step, const std::vector<float>& kernel) {
-    const int radius = static_cast<int>(kernel.size() / 2);
-    for (int i = 0; i < count; ++i) {
-        float acc[4] = {0, 0, 0, 0};
-        const int from = std::max(0, i - radius);
-        const int to = std::min(count - 1, i + radius);
-        for (int j = from; j <= to; ++j) {
-            const float w = kernel[j - i + radius];
-            const float* p = in + j * step;
-            acc[0] += p[0] * w;
-            acc[1] += p[1] * w;
-            acc[2] += p[2] * w;
-            acc[3] += p[3] * w;
-        }
-        std::memcpy(out + 4 * i, acc, sizeof acc);
-    }
-}
-
 } // namespace
 
 PixelRect PixelRect::intersection(const PixelRect& other) const {
@@ -180,6 +145,11 @@ void blendWithMask(const Surface& input, const Surface& background, const Surfac
         for (int x = 0; x < input.width; ++x, p += 4, bg += 4, m += 4) {
             // Rec. 709 luminance of the mask; a transparent mask pixel is dark.
             const unsigned weight = (m[2] * 54u + m[1] * 183u + m[0] * 19u + 128) >> 8;
+            if (weight == 255) continue; // masks are mostly all or nothing
+            if (weight == 0) {
+                std::memcpy(p, bg, 4);
+                continue;
+            }
             const unsigned rest = 255 - weight;
             for (int c = 0; c < 4; ++c)
                 p[c] = div255(p[c] * weight + bg[c] * rest);
@@ -187,40 +157,43 @@ void blendWithMask(const Surface& input, const Surface& background, const Surfac
     }
 }
 
-void gaussianBlur(const Surface& surface, double sigmaX, double sigmaY, float* temp) {
+void gaussianBlur(const Surface& surface, double sigma, BlurWork& work) {
     const int w = surface.width, h = surface.height;
-    if (w <= 0 || h <= 0) return;
-    const size_t rowFloats = static_cast<size_t>(w) * 4;
-    for (int y = 0; y < h; ++y) {
+    if (w <= 0 || h <= 0 || !(sigma > 0)) return;
+    // A shadow is black: only its alpha needs blurring, a quarter of the work.
+    bool colourless = true;
+    for (int y = 0; y < h && colourless; ++y) {
         const uint8_t* p = surface.at(0, y);
-        float* t = temp + y * rowFloats;
-        for (size_t i = 0; i < rowFloats; ++i)
-            t[i] = p[i];
+        for (int x = 0; x < w; ++x, p += 4)
+            if (p[0] | p[1] | p[2]) {
+                colourless = false;
+                break;
+            }
     }
-    thread_local std::vector<float> kernelStore;
-    float* line = temp + static_cast<size_t>(h) * rowFloats;
-    if (sigmaX > 0) {
-        const auto& kernel = gaussianKernel(sigmaX, kernelStore);
+    work.plane.resize(static_cast<size_t>(w) * h);
+    for (int channel = colourless ? 3 : 0; channel < 4; ++channel) {
         for (int y = 0; y < h; ++y) {
-            float* t = temp + y * rowFloats;
-            blurLine(t, line, w, 4, kernel);
-            std::memcpy(t, line, rowFloats * sizeof(float));
+            const uint8_t* p = surface.at(0, y) + channel;
+            uint8_t* q = work.plane.data() + static_cast<size_t>(y) * w;
+            for (int x = 0; x < w; ++x)
+                q[x] = p[4 * x];
+        }
+        alpha_blur::blurPlane(work.plane.data(), static_cast<size_t>(w), w, h, sigma, work.scratch);
+        for (int y = 0; y < h; ++y) {
+            uint8_t* p = surface.at(0, y) + channel;
+            const uint8_t* q = work.plane.data() + static_cast<size_t>(y) * w;
+            for (int x = 0; x < w; ++x)
+                p[4 * x] = q[x];
         }
     }
-    if (sigmaY > 0) {
-        const auto& kernel = gaussianKernel(sigmaY, kernelStore);
-        for (int x = 0; x < w; ++x) {
-            blurLine(temp + 4 * x, line, h, rowFloats, kernel);
-            for (int y = 0; y < h; ++y)
-                std::memcpy(temp + y * rowFloats + 4 * x, line + 4 * y, 4 * sizeof(float));
+    // Channels blurred apart may round past their alpha; premultiplied
+    // colour never exceeds it.
+    if (!colourless)
+        for (int y = 0; y < h; ++y) {
+            uint8_t* p = surface.at(0, y);
+            for (int x = 0; x < w; ++x, p += 4)
+                p[0] = std::min(p[0], p[3]), p[1] = std::min(p[1], p[3]), p[2] = std::min(p[2], p[3]);
         }
-    }
-    for (int y = 0; y < h; ++y) {
-        uint8_t* p = surface.at(0, y);
-        const float* t = temp + y * rowFloats;
-        for (size_t i = 0; i < rowFloats; ++i)
-            p[i] = static_cast<uint8_t>(std::clamp(std::lround(t[i]), 0L, 255L));
-    }
 }
 
 } // namespace vantrel::pixel_ops

@@ -3,10 +3,12 @@
 // A Surface is addressed y-up: row 0 is the bottom row of the picture, stored
 // last in memory, as pixel buffers keep the top row first.
 
+#include "AlphaBlur.h"
 #include "CIImage.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 namespace vantrel::pixel_ops {
 
@@ -59,12 +61,18 @@ void blendRect(const Surface& source, const Surface& destination, int originX, i
 void applyAlphaVector(const Surface& surface, const CIVector& alphaVector);
 /// input where the mask's luminance is bright, background where dark; into `input`.
 void blendWithMask(const Surface& input, const Surface& background, const Surface& mask);
-/// Gaussian blur in place with separate sigmas along x and y (pixels); what
-/// lies outside the surface counts as transparent. `temp` holds
-/// blurScratchFloats(width, height) floats.
-void gaussianBlur(const Surface& surface, double sigmaX, double sigmaY, float* temp);
-inline size_t blurScratchFloats(int width, int height) {
-    return (static_cast<size_t>(width) * height + static_cast<size_t>(width > height ? width : height)) * 4;
+/// Working memory of blurs, kept between frames.
+struct BlurWork {
+    std::vector<uint8_t> plane;
+    alpha_blur::BlurScratch scratch;
+};
+/// Gaussian blur in place, `sigma` in pixels, one channel plane at a time
+/// (only alpha when the picture has no colour, as shadows have not). What
+/// lies outside the surface counts as transparent: leave a margin of
+/// blurReach(sigma) where the edges matter.
+void gaussianBlur(const Surface& surface, double sigma, BlurWork& work);
+inline int blurReach(double sigma) {
+    return alpha_blur::reachPixels(sigma);
 }
 
 } // namespace vantrel::pixel_ops

@@ -45,14 +45,37 @@ BenchOptions parse(int argc, char** argv) {
     return options;
 }
 
-// The pointer loops over the screen at varying speed and clicks twice a second.
-EventState stateAt(int frame, double wall, int width, int height) {
+// Keys pressed this long ago are in the pill's fade: it is drawn anew each frame.
+constexpr double kKeystrokeAgeInFade = 1.8;
+
+// The pointer loops over the screen at varying speed and clicks twice a
+// second; with overlays, a label rests beside it and the pill is fading.
+EventState stateAt(int frame, double wall, int width, int height, bool overlays) {
     const double t = static_cast<double>(frame) / kFramesPerSecond;
     EventState state = EventState::initial(wall);
     state.mouseLocation = {width * (0.5 + 0.4 * std::sin(t * 0.9)), height * (0.5 + 0.4 * std::sin(t * 1.3))};
     state.isMouseClicked = frame % 30 < 4;
     state.lastInputTime = wall;
+    if (overlays) {
+        state.activeKeys = "⇧ + ⌘ + K";
+        state.lastKeystrokeTime = wall - kKeystrokeAgeInFade;
+        state.cursorFollowText = "Save Document";
+    }
     return state;
+}
+
+// A 1280x720 camera picture, as the webcam delivers it.
+CIImage webcamPicture() {
+    auto pixels = CVPixelBuffer::create(1280, 720);
+    for (int row = 0; row < 720; ++row)
+        for (int x = 0; x < 1280; ++x) {
+            uint8_t* p = pixels->row(row) + 4 * x;
+            p[0] = static_cast<uint8_t>(x / 5);
+            p[1] = static_cast<uint8_t>(row / 3);
+            p[2] = 160;
+            p[3] = 255;
+        }
+    return CIImage::fromPixelBuffer(pixels);
 }
 
 double percentile(std::vector<double> values, double p) {
@@ -78,6 +101,8 @@ int main(int argc, char** argv) {
     settings.showMouseClicks = options.overlays;
     settings.showKeystrokes = options.overlays;
     settings.enableCursorFollowText = options.overlays;
+    settings.showWebcam = options.overlays;
+    const std::optional<CIImage> camera = options.overlays ? std::optional(webcamPicture()) : std::nullopt;
 
     std::vector<double> millis;
     millis.reserve(kMeasuredFrames);
@@ -85,9 +110,9 @@ int main(int argc, char** argv) {
         const double wall = kWallStart + static_cast<double>(frame) / kFramesPerSecond;
         clock->set(wall);
         const auto sample = CMSampleBuffer::makeVideo(source, CMTime(frame * 10, 600));
-        const EventState state = stateAt(frame, wall, options.width, options.height);
+        const EventState state = stateAt(frame, wall, options.width, options.height, options.overlays);
         const auto start = std::chrono::steady_clock::now();
-        const auto output = processor.process(sample, state, settings, std::nullopt);
+        const auto output = processor.process(sample, state, settings, camera);
         const auto end = std::chrono::steady_clock::now();
         if (!output) {
             std::cerr << "vantrel-bench-engine: the engine made no frame\n";

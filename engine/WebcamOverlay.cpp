@@ -1,0 +1,97 @@
+#include "WebcamOverlay.h"
+
+#include "platform/CGBitmapContext.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vantrel {
+
+namespace {
+// A camera extent thinner than this would divide by nearly nothing.
+constexpr CGFloat kSmallestDivisor = 1.0;
+} // namespace
+
+WebcamOverlay::WebcamOverlay(CGSize targetOutputSize, std::shared_ptr<CIFilter> blendWithMaskFilter)
+    : targetOutputSize_(targetOutputSize), blendWithMaskFilter_(std::move(blendWithMaskFilter)) {}
+
+CGSize WebcamOverlay::pictureSize(const CGRect& frameExtent) const {
+    const CGFloat fw = std::max(frameExtent.size.width, kSmallestDivisor);
+    const CGFloat fh = frameExtent.size.height;
+    const CGFloat pw = std::floor(targetOutputSize_.width / widthDivisor);
+    const CGFloat ph = std::floor(pw * (fh / fw));
+    return {pw, ph};
+}
+
+CGRect WebcamOverlay::pictureRect(const CGRect& frameExtent, WebcamPosition position) const {
+    const CGSize picture = pictureSize(frameExtent);
+    const CGFloat w = targetOutputSize_.width, h = targetOutputSize_.height;
+    const bool left = position == WebcamPosition::topLeft || position == WebcamPosition::bottomLeft;
+    const bool top = position == WebcamPosition::topLeft || position == WebcamPosition::topRight;
+    const CGFloat x = left ? edgeMargin : w - picture.width - edgeMargin;
+    const CGFloat y = top ? h - picture.height - edgeMargin : edgeMargin;
+    return {CGPoint{x, y}, picture};
+}
+
+CIImage WebcamOverlay::applyWebcam(const CIImage& image, const CIImage& cameraFrame,
+                                   const AppSettingsSnapshot& settings) {
+    const CGRect extent = cameraFrame.extent();
+    const CGSize picture = pictureSize(extent);
+    const CGFloat fw = std::max(extent.size.width, kSmallestDivisor);
+    const CGFloat fh = std::max(extent.size.height, kSmallestDivisor);
+    const CGRect pictureBounds{0, 0, picture.width, picture.height};
+
+    const CIImage scaled =
+        cameraFrame.transformedBy(CGAffineTransform::makeTranslation(-extent.origin.x, -extent.origin.y))
+            .transformedBy(CGAffineTransform::makeScale(picture.width / fw, picture.height / fh))
+            .croppedTo(pictureBounds);
+    const CIImage mask = roundedMask(picture);
+    if (!blendWithMaskFilter_) return image;
+
+    const CIImage clear = CIImage::fromColor(CIColor::clearColor()).croppedTo(pictureBounds);
+    blendWithMaskFilter_->setValue(scaled, kCIInputImageKey);
+    blendWithMaskFilter_->setValue(clear, kCIInputBackgroundImageKey);
+    blendWithMaskFilter_->setValue(mask, kCIInputMaskImageKey);
+    const auto rounded = blendWithMaskFilter_->outputImage();
+    if (!rounded) return image;
+
+    const CGRect roundedExtent = rounded->extent();
+    const CIImage plate = CIImage::fromColor(shadowColor).croppedTo(roundedExtent);
+    const auto shadowFilter = CIFilter::filterWithName("CIBlendWithMask");
+    if (!shadowFilter) return image;
+    shadowFilter->setValue(plate, kCIInputImageKey);
+    shadowFilter->setValue(CIImage::fromColor(CIColor::clearColor()).croppedTo(roundedExtent),
+                           kCIInputBackgroundImageKey);
+    shadowFilter->setValue(mask, kCIInputMaskImageKey);
+    const auto shadowShape = shadowFilter->outputImage();
+    if (!shadowShape) return image;
+    const CIImage shadow =
+        shadowShape->blurredWithSigma(shadowSigma)
+            .croppedTo(roundedExtent.insetBy(-shadowMargin, -shadowMargin))
+            .transformedBy(CGAffineTransform::makeTranslation(shadowOffset.x, shadowOffset.y));
+
+    const CGPoint at = pictureRect(extent, settings.webcamPosition).origin;
+    const auto place = CGAffineTransform::makeTranslation(at.x, at.y);
+    return rounded->transformedBy(place).compositedOver(shadow.transformedBy(place).compositedOver(image));
+}
+
+CIImage WebcamOverlay::roundedMask(CGSize size) {
+    if (cachedMaskSize_ == size && cachedRoundedMask_) return *cachedRoundedMask_;
+    const CIImage fallback =
+        CIImage::fromColor(CIColor::whiteColor()).croppedTo(CGRect(0, 0, size.width, size.height));
+    auto context = CGBitmapContextCreate(static_cast<int>(size.width), static_cast<int>(size.height));
+    if (!context) return fallback;
+    CGContextSetFillColorWithColor(*context, CGColorCreateGenericRGB(0, 0, 0, 1));
+    CGContextFillRect(*context, CGRect(0, 0, size.width, size.height));
+    CGContextAddPath(*context, CGPathCreateWithRoundedRect(CGRect(0, 0, size.width, size.height),
+                                                           cornerRadius, cornerRadius));
+    CGContextSetFillColorWithColor(*context, CGColorCreateGenericRGB(1, 1, 1, 1));
+    CGContextFillPath(*context);
+    const auto bitmap = CGBitmapContextCreateImage(*context);
+    if (!bitmap) return fallback;
+    cachedRoundedMask_ = CIImage::fromCGImage(bitmap);
+    cachedMaskSize_ = size;
+    return *cachedRoundedMask_;
+}
+
+} // namespace vantrel

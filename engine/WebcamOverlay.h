@@ -1,0 +1,51 @@
+#pragma once
+// The webcam picture in a corner of the output frame: rounded corners, a soft
+// shadow, on top of everything. Works in output space, after the crop, so
+// neither the zoom nor the camera's motion touch it.
+
+#include "FrameInputs.h"
+#include "platform/CIFilter.h"
+#include "platform/CIImage.h"
+
+#include <memory>
+
+namespace vantrel {
+
+class WebcamOverlay {
+public:
+    /// `blendWithMaskFilter` is the engine's shared filter for the picture; may be null.
+    WebcamOverlay(CGSize targetOutputSize, std::shared_ptr<CIFilter> blendWithMaskFilter);
+
+    /// The frame with the picture on it; the frame unchanged when a filter is missing.
+    CIImage applyWebcam(const CIImage& image, const CIImage& cameraFrame,
+                        const AppSettingsSnapshot& settings);
+
+    /// A white rounded rectangle on black of `size`, made once per size; a
+    /// plain white square when no bitmap can be had (not kept, tried again).
+    CIImage roundedMask(CGSize size);
+
+    /// Drops the mask (its size is kept; the absent mask forces a new one).
+    void cleanup() { cachedRoundedMask_.reset(); }
+
+    /// Where the picture lands for a camera picture of `frameExtent`.
+    CGRect pictureRect(const CGRect& frameExtent, WebcamPosition position) const;
+
+    const CGFloat cornerRadius = 12.0;
+    const CGFloat edgeMargin = 20.0;
+    const CIColor shadowColor{0, 0, 0, 0.4};
+    const double shadowSigma = 6.0;
+    const CGFloat shadowMargin = 12.0;
+    const CGPoint shadowOffset{0, -2.0};
+    /// The picture is this share of the output's width.
+    const int widthDivisor = 5;
+
+private:
+    CGSize pictureSize(const CGRect& frameExtent) const;
+
+    const CGSize targetOutputSize_;
+    std::shared_ptr<CIFilter> blendWithMaskFilter_;
+    std::optional<CIImage> cachedRoundedMask_;
+    CGSize cachedMaskSize_{0, 0};
+};
+
+} // namespace vantrel

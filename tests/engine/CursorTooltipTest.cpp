@@ -1,0 +1,151 @@
+// The label bubble through time: which texts show, when, where and how faded.
+#include "engine/CursorTooltip.h"
+
+#include "engine/TextTrimming.h"
+
+#include <gtest/gtest.h>
+
+using namespace vantrel;
+
+namespace {
+
+constexpr double kFrame = 1.0 / 60;
+const CGSize kSource{1920, 1080};
+
+struct Tooltip {
+    Tooltip() : tooltip(CIFilter::filterWithName("CIColorMatrix")) {}
+
+    CIImage frame(std::optional<std::string> text, CGPoint mouse = {500, 500}, double dt = kFrame) {
+        EventState state = EventState::initial(0);
+        state.mouseLocation = mouse;
+        state.cursorFollowText = std::move(text);
+        return tooltip.applyCursorTooltip(screen, state, kSource, dt);
+    }
+    int framesUntilShown(const std::string& text, int limit = 100) {
+        for (int i = 1; i <= limit; ++i) {
+            frame(text);
+            if (tooltip.activeText() == text) return i;
+        }
+        return -1;
+    }
+
+    CIImage screen =
+        CIImage::fromColor({0.2, 0.3, 0.4, 1}).croppedTo(CGRect(0, 0, kSource.width, kSource.height));
+    CursorTooltip tooltip;
+};
+
+} // namespace
+
+TEST(CursorTooltipTest, OnlyTextsWorthReadingAreTakenUp) {
+    Tooltip t;
+    for (const char* rejected : {"OK", "  ab \n", "Button", "TOOLBAR", "image", "", "   "}) {
+        for (int i = 0; i < 30; ++i)
+            t.frame(rejected);
+        EXPECT_FALSE(t.tooltip.activeText().has_value()) << rejected;
+        EXPECT_FALSE(t.tooltip.hoveredText().has_value()) << rejected;
+    }
+    // A longer text that merely holds such a word passes, trimmed.
+    EXPECT_GT(t.framesUntilShown("Save Button"), 0);
+    Tooltip padded;
+    padded.framesUntilShown("  New Tab \n");
+    EXPECT_EQ(padded.tooltip.activeText(), "New Tab");
+    // Three characters, counted as characters not bytes.
+    Tooltip accents;
+    EXPECT_GT(accents.framesUntilShown("Öl…"), 0);
+}
+
+TEST(CursorTooltipTest, ATextShowsAfterHoldingAFifthOfASecond) {
+    Tooltip t;
+    // The timer starts at 0 on the first frame and grows from the next; twelve
+    // steps of 1/60 s add up to a hair under 0.2 s, so the thirteenth shows it.
+    EXPECT_EQ(t.framesUntilShown("Save Document"), 14);
+    EXPECT_EQ(t.tooltip.cacheState().cachedText, "Save Document");
+
+    // A text that changes on every frame never shows.
+    Tooltip flicker;
+    for (int i = 0; i < 60; ++i)
+        flicker.frame("Label " + std::to_string(i));
+    EXPECT_FALSE(flicker.tooltip.activeText().has_value());
+
+    // A stalled capture does not make up the delay at once: dt counts 0.05 s at most.
+    Tooltip stalled;
+    stalled.frame("Open File", {500, 500}, 1.0);
+    stalled.frame("Open File", {500, 500}, 1.0);
+    EXPECT_FALSE(stalled.tooltip.activeText().has_value());
+}
+
+TEST(CursorTooltipTest, SwitchingKeepsTheOldLabelUntilTheNewOneHolds) {
+    Tooltip t;
+    t.framesUntilShown("First Label");
+    for (int i = 0; i < 60; ++i)
+        t.frame("First Label");
+    EXPECT_GT(t.tooltip.alpha(), 0.99);
+
+    t.frame("Second Label");
+    EXPECT_EQ(t.tooltip.activeText(), "First Label"); // still showing A
+    EXPECT_EQ(t.tooltip.cacheState().cachedText, "First Label");
+    EXPECT_GT(t.tooltip.alpha(), 0.99);
+    EXPECT_EQ(t.framesUntilShown("Second Label"), 13);
+    EXPECT_EQ(t.tooltip.cacheState().cachedText, "Second Label"); // drawn once B took over
+}
+
+TEST(CursorTooltipTest, FadesInAndOutAndForgetsWhenGone) {
+    Tooltip t;
+    t.framesUntilShown("Preferences");
+    const CGFloat afterOneFrame = t.tooltip.alpha();
+    EXPECT_NEAR(afterOneFrame, 1 - std::exp(-10.0 * kFrame), 1e-9);
+    for (int i = 0; i < 60; ++i)
+        t.frame("Preferences");
+
+    // The text goes: the position is dropped at once, the bubble fades at rate 20.
+    t.frame(std::nullopt);
+    EXPECT_FALSE(t.tooltip.activeText().has_value());
+    EXPECT_TRUE(t.tooltip.position().has_value()); // placed afresh at its aim for the fade
+    EXPECT_TRUE(t.tooltip.cacheState().cachedImage.has_value());
+    int frames = 1;
+    while (t.tooltip.cacheState().cachedImage && frames < 100) {
+        t.frame(std::nullopt);
+        ++frames;
+    }
+    EXPECT_LT(frames, 20); // gone within a third of a second
+    EXPECT_EQ(t.tooltip.cacheState().cachedText, "");
+    EXPECT_FALSE(t.tooltip.position().has_value());
+}
+
+TEST(CursorTooltipTest, TheBubbleSitsBesideThePointerAndFlipsAtTheEdges) {
+    Tooltip t;
+    t.framesUntilShown("Bookmarks", 100);
+    // Settled in the open: 20 right of and 20 below the pointer.
+    for (int i = 0; i < 240; ++i)
+        t.frame("Bookmarks", {500, 500});
+    const CIImage placed = *t.tooltip.cacheState().cachedImage;
+    const CGSize bubble = placed.extent().size;
+    EXPECT_NEAR(t.tooltip.position()->x, 520, 0.5);
+    EXPECT_NEAR(t.tooltip.position()->y, 500 - 20 - bubble.height, 0.5);
+
+    // Near the right and bottom edges it moves left of and above the pointer.
+    for (int i = 0; i < 240; ++i)
+        t.frame("Bookmarks", {1900, 10});
+    EXPECT_NEAR(t.tooltip.position()->x, 1900 - 20 - bubble.width, 0.5);
+    EXPECT_NEAR(t.tooltip.position()->y, 30, 0.5);
+}
+
+TEST(CursorTooltipTest, TheBubbleIsSizedByTheFrameAndCutPastAQuarterOfIt) {
+    const auto shortBubble = drawTooltipBubble("Save", kSource);
+    const auto longBubble = drawTooltipBubble(std::string(300, 'W'), kSource);
+    ASSERT_TRUE(shortBubble && longBubble);
+    const CGFloat f = kSource.height * 0.018;
+    // Height: the text line plus 0.35 f above and below, whole units.
+    EXPECT_GT(shortBubble->extent().size.height, f);
+    EXPECT_LT(shortBubble->extent().size.height, 2.5 * f);
+    // A very long label stops at a quarter of the width plus its padding.
+    EXPECT_LE(longBubble->extent().size.width, std::ceil(kSource.width * 0.25 + 2 * f * 0.6));
+    EXPECT_GT(longBubble->extent().size.width, kSource.width * 0.25);
+}
+
+TEST(CursorTooltipTest, TrimmingFollowsWhitespaceRules) {
+    EXPECT_EQ(trimmingWhitespaces("  ⌘ + K \t"), "⌘ + K");
+    EXPECT_EQ(trimmingWhitespaces(" \n "), "\n"); // line ends stay
+    EXPECT_EQ(trimmingWhitespacesAndNewlines("\u00a0 Save\u3000\n"), "Save");
+    EXPECT_EQ(characterCount("e\u0301t\u00e9"), 3u);
+}
