@@ -40,13 +40,17 @@ RenderOptions parseRenderOptions(int argc, char** argv) {
         else if (arg == "--camera-path")
             options.cameraPathPath = value();
         else if (arg == "--no-auto-zoom")
-            options.settings.enableAutoZoom = false;
+            options.noAutoZoom = true;
         else if (arg == "--source")
             options.sourcePath = value();
         else if (arg == "--frames-dir")
             options.framesDir = value();
         else if (arg == "--contact-sheet")
             options.contactSheetPath = value();
+        else if (arg == "--webcam")
+            options.webcamPath = value();
+        else if (arg == "--settings")
+            options.settingsPath = value();
         else
             throw std::invalid_argument("unknown option " + std::string(arg));
     }

@@ -17,14 +17,18 @@ struct RenderOptions {
     std::filesystem::path sourcePath;
     std::filesystem::path framesDir;
     std::filesystem::path contactSheetPath;
+    /// A picture that stands for the webcam's ("synthetic": a made-up one); drawn when given.
+    std::filesystem::path webcamPath;
+    std::filesystem::path settingsPath;
     /// Every how many frames one goes on the contact sheet.
     int contactSheetEvery = 30;
-    AppSettingsSnapshot settings;
+    bool noAutoZoom = false;
 };
 
 inline constexpr std::string_view renderUsage =
     "usage: vantrel-render (--trace FILE | --demo) [--size WxH] [--camera-path FILE] [--no-auto-zoom]\n"
-    "                      [--source IMAGE.png] [--frames-dir DIR] [--contact-sheet FILE.png]\n";
+    "                      [--source IMAGE.png] [--frames-dir DIR] [--contact-sheet FILE.png]\n"
+    "                      [--webcam IMAGE.png] [--settings FILE.json]\n";
 
 /// Throws std::invalid_argument with a one-line reason on a bad command line.
 RenderOptions parseRenderOptions(int argc, char** argv);

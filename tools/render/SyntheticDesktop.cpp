@@ -1,6 +1,7 @@
 #include "SyntheticDesktop.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 namespace vantrel::tools {
@@ -65,6 +66,31 @@ CVPixelBufferRef makeSyntheticDesktop(int width, int height) {
     fillRect(*buffer, width * 3 / 10, height / 5, width / 4, 32, {255, 255, 255});
     // Menu bar.
     fillRect(*buffer, 0, height - 26, width, 26, {235, 235, 235});
+    return buffer;
+}
+
+CVPixelBufferRef makeSyntheticWebcam(int width, int height) {
+    auto buffer = CVPixelBuffer::create(width, height);
+    if (!buffer) return nullptr;
+    const double cx = width / 2.0, headY = height * 0.58, headR = height * 0.2;
+    for (int row = 0; row < height; ++row) {
+        const double y = height - 1 - row; // y up
+        for (int x = 0; x < width; ++x) {
+            uint8_t* p = buffer->row(row) + 4 * x;
+            const double dx = x - cx, dy = y - headY;
+            const bool head = dx * dx + dy * dy < headR * headR;
+            const bool shoulders =
+                y < height * 0.35 && std::abs(dx) < width * 0.28 - (y / height) * width * 0.2;
+            const Bgra c = head        ? Bgra{120, 160, 225}
+                           : shoulders ? Bgra{140, 80, 50}
+                                       : Bgra{static_cast<uint8_t>(90 + y * 60 / height),
+                                              static_cast<uint8_t>(150 + y * 40 / height), 200};
+            p[0] = c.b;
+            p[1] = c.g;
+            p[2] = c.r;
+            p[3] = 255;
+        }
+    }
     return buffer;
 }
 

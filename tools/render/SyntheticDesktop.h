@@ -9,4 +9,7 @@ namespace vantrel::tools {
 
 CVPixelBufferRef makeSyntheticDesktop(int width, int height);
 
+/// A made-up webcam picture: a head and shoulders against a warm wall.
+CVPixelBufferRef makeSyntheticWebcam(int width, int height);
+
 } // namespace vantrel::tools

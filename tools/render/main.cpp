@@ -2,7 +2,9 @@
 // the camera path, and optionally the frames, for looking at by eye.
 #include "ContactSheet.h"
 #include "DemoTrace.h"
+#include "PointerSprite.h"
 #include "RenderOptions.h"
+#include "SettingsFile.h"
 #include "SyntheticDesktop.h"
 #include "Trace.h"
 #include "engine/VideoProcessor.h"
@@ -31,6 +33,19 @@ int main(int argc, char** argv) {
                                             ? makeSyntheticDesktop(options.width, options.height)
                                             : readPngFile(options.sourcePath);
         if (!source) throw std::runtime_error(options.sourcePath.string() + ": not a readable PNG picture");
+        AppSettingsSnapshot settings =
+            options.settingsPath.empty() ? AppSettingsSnapshot{} : readSettingsFile(options.settingsPath, {});
+        if (options.noAutoZoom) settings.enableAutoZoom = false;
+        std::optional<CIImage> webcam;
+        if (!options.webcamPath.empty()) {
+            // "synthetic" stands for a made-up picture, for demos.
+            const auto picture = options.webcamPath == "synthetic" ? makeSyntheticWebcam(1280, 720)
+                                                                   : readPngFile(options.webcamPath);
+            if (!picture)
+                throw std::runtime_error(options.webcamPath.string() + ": not a readable PNG picture");
+            webcam = CIImage::fromPixelBuffer(picture);
+            settings.showWebcam = true;
+        }
 
         for (const auto& output : {options.cameraPathPath, options.contactSheetPath})
             if (output.has_parent_path()) std::filesystem::create_directories(output.parent_path());
@@ -45,12 +60,14 @@ int main(int argc, char** argv) {
         auto clock = std::make_shared<ManualWallClock>();
         VideoProcessor processor(
             CGSize{static_cast<CGFloat>(options.width), static_cast<CGFloat>(options.height)}, clock);
+        PointerSprite pointer;
         std::vector<CVPixelBufferRef> sheetFrames;
         for (size_t i = 0; i < frames.size(); ++i) {
             const TraceFrame& frame = frames[i];
             clock->set(frame.wallSeconds);
-            const auto output = processor.process(CMSampleBuffer::makeVideo(source, frame.presentationTime),
-                                                  frame.state, options.settings, std::nullopt);
+            const auto screen = pointer.drawOver(source, frame.state.mouseLocation);
+            const auto output = processor.process(CMSampleBuffer::makeVideo(screen, frame.presentationTime),
+                                                  frame.state, settings, webcam);
             if (!output) continue;
             if (cameraPath) {
                 const CGRect crop = processor.lastCropRect();
