@@ -14,6 +14,14 @@ packages=(
   fonts-dejavu-core fonts-noto-core
   # images for tools and picture tests
   libpng-dev
+  # the runtime: Qt event loop, D-Bus, main-thread tasks
+  qt6-base-dev qcoro-qt6-dev
+  # displays and screen capture on X11: RandR monitors, MIT-SHM
+  libxcb1-dev libxcb-randr0-dev libxcb-shm0-dev
+  # folders and desktop services: XDG user dirs, session bus, accessibility bus
+  xdg-user-dirs dbus at-spi2-core
+  # test services: a virtual X server and xrandr to add and remove monitors
+  xvfb x11-xserver-utils
 )
 
 missing=()

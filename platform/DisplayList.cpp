@@ -1,0 +1,42 @@
+#include "DisplayList.h"
+
+#include "DisplayListXcb.h"
+
+#include <mutex>
+
+namespace vantrel {
+
+namespace {
+std::mutex& slotMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+std::shared_ptr<DisplayList>& slot() {
+    static std::shared_ptr<DisplayList> list;
+    return list;
+}
+} // namespace
+
+std::shared_ptr<DisplayList> DisplayList::shared() {
+    std::lock_guard guard(slotMutex());
+    if (!slot()) slot() = std::make_shared<DisplayListXcb>();
+    return slot();
+}
+
+void DisplayList::setShared(std::shared_ptr<DisplayList> list) {
+    std::lock_guard guard(slotMutex());
+    slot() = std::move(list);
+}
+
+std::vector<Monitor> DisplayListFake::monitors() {
+    ++requests_;
+    if (!failure_.empty()) throw DisplayServiceError(failure_);
+    return monitors_;
+}
+
+void DisplayListFake::setMonitors(std::vector<Monitor> monitors) {
+    monitors_ = std::move(monitors);
+    if (handler_) handler_();
+}
+
+} // namespace vantrel
