@@ -169,6 +169,12 @@ CGSize NSAttributedString::size() const {
             static_cast<double>(logical.height) / PANGO_SCALE};
 }
 
+int NSAttributedString::missingGlyphCount() const {
+    if (string_.empty() || !hasDrawableSize(attributes_.font)) return 0;
+    LayoutHandle layout = makeLayout(threadContext(true), string_, attributes_.font);
+    return pango_layout_get_unknown_glyphs_count(layout.get());
+}
+
 void NSAttributedString::drawInRect(CGContext& context, const CGRect& rect) const {
     const bool finite = std::isfinite(rect.minX() + rect.maxX() + rect.minY() + rect.maxY());
     if (string_.empty() || !finite || rect.isEmpty() || !hasDrawableSize(attributes_.font)) return;

@@ -73,6 +73,11 @@ public:
     /// as many lines as the string has. Fractional, not rounded.
     CGSize size() const;
 
+    /// How many characters no installed font has a glyph for: Pango draws
+    /// each of them as a box with its code point. 0 when every character,
+    /// after font fallback, has a real glyph.
+    int missingGlyphCount() const;
+
     /// Lays the text out in the width of `rect` (wrapping or truncating as
     /// the line break mode says, aligned as the alignment says) with the
     /// first line's top at the rectangle's top, and draws it in the
