@@ -19,9 +19,10 @@ VideoProcessor::VideoProcessor(CGSize outputSize, std::shared_ptr<const WallCloc
     : ciContext_(std::make_unique<CIContext>(CIContextOptions{false, displayP3()})),
       sourceOverCompositingFilter_(CIFilter::filterWithName("CISourceOverCompositing")),
       colorMatrixFilter_(CIFilter::filterWithName("CIColorMatrix")),
-      blendWithMaskFilter_(CIFilter::filterWithName("CIBlendWithMask")), camera_(std::move(clock)),
-      cursorTooltip_(colorMatrixFilter_), webcam_(outputSize, blendWithMaskFilter_),
-      targetOutputSize_(outputSize) {}
+      blendWithMaskFilter_(CIFilter::filterWithName("CIBlendWithMask")), camera_(clock),
+      ripples_(sourceOverCompositingFilter_), cursorTooltip_(colorMatrixFilter_),
+      keystrokes_(outputSize, sourceOverCompositingFilter_, std::move(clock)),
+      webcam_(outputSize, blendWithMaskFilter_), targetOutputSize_(outputSize) {}
 
 CVPixelBufferRef VideoProcessor::process(const CMSampleBufferRef& sampleBuffer, const EventState& state,
                                          const AppSettingsSnapshot& settings,
@@ -49,6 +50,7 @@ CVPixelBufferRef VideoProcessor::process(const CMSampleBufferRef& sampleBuffer, 
     image = image.croppedTo(cropRect)
                 .transformedBy(CGAffineTransform::makeTranslation(-cropRect.origin.x, -cropRect.origin.y))
                 .transformedBy(CGAffineTransform::makeScale(scaleX, scaleY));
+    if (settings.showKeystrokes) image = keystrokes_.applyKeystrokeOverlay(image, state);
     // The engine draws the picture it is given; whether the webcam is on is
     // the caller's business.
     if (cameraFrame) image = webcam_.applyWebcam(image, *cameraFrame, settings);
@@ -68,11 +70,23 @@ CGRect VideoProcessor::updateCamera(const EventState& state, const AppSettingsSn
 }
 
 CIImage VideoProcessor::applyClickState(const CIImage& image, const EventState& state,
-                                        const AppSettingsSnapshot& settings, CGSize sourceSize, double) {
-    (void)settings;
-    (void)sourceSize;
+                                        const AppSettingsSnapshot& settings, CGSize sourceSize,
+                                        double deltaTime) {
+    const bool wasClicked = wasMouseClickedLastFrame_;
     wasMouseClickedLastFrame_ = state.isMouseClicked;
-    return image;
+    if (!settings.showMouseClicks) return image;
+
+    // A pointer off the frame (on another display) spawns nothing, but the
+    // ripples under way still age and the button state is still recorded, so
+    // coming back with the button held spawns nothing either.
+    const CGPoint mouse = state.mouseLocation;
+    if (mouse.x < 0 || mouse.y < 0 || mouse.x > sourceSize.width || mouse.y > sourceSize.height) {
+        ripples_.advanceRipples(deltaTime);
+        return image;
+    }
+    if (state.isMouseClicked && !wasClicked) ripples_.spawnRipple(mouse);
+    if (ripples_.activeRipples().empty()) return image;
+    return ripples_.applyRipples(image, deltaTime);
 }
 
 void VideoProcessor::ensurePixelBufferPool(CGSize size) {
@@ -84,6 +98,9 @@ void VideoProcessor::ensurePixelBufferPool(CGSize size) {
 
 void VideoProcessor::cleanup() {
     pixelBufferPool_.reset();
+    webcam_.cleanup();
+    keystrokes_.cleanup();
+    cursorTooltip_.cleanup();
 }
 
 } // namespace vantrel

@@ -6,8 +6,10 @@
 // Lives on the frame queue: process() and cleanup() are called from one
 // serial queue only, which is why the fields are unguarded.
 
+#include "ClickRipples.h"
 #include "CursorTooltip.h"
 #include "FrameInputs.h"
+#include "KeystrokeOverlay.h"
 #include "VirtualCamera.h"
 #include "WebcamOverlay.h"
 #include "platform/CIContext.h"
@@ -41,13 +43,16 @@ public:
     /// camera path written beside a recording.
     CGRect lastCropRect() const { return camera_.lastCropRect(); }
     CGFloat lastEffectiveZoom() const { return camera_.effectiveZoom(); }
+    const ClickRipples& ripples() const { return ripples_; }
+    const KeystrokeOverlay& keystrokeOverlay() const { return keystrokes_; }
     CGSize targetOutputSize() const { return targetOutputSize_; }
 
 private:
     CGRect updateCamera(const EventState& state, const AppSettingsSnapshot& settings, CGSize sourceSize,
                         double deltaTime);
-    /// Step 6 of a frame: ripples are born on the press edge and the button
-    /// state is remembered for the next frame.
+    /// Step 6 of a frame: ripples are born on the press edge with the pointer
+    /// on the frame, drawn while any is under way, and the button state is
+    /// remembered for the next frame.
     CIImage applyClickState(const CIImage& image, const EventState& state,
                             const AppSettingsSnapshot& settings, CGSize sourceSize, double deltaTime);
     void ensurePixelBufferPool(CGSize size);
@@ -59,7 +64,9 @@ private:
     std::shared_ptr<CIFilter> blendWithMaskFilter_;
     std::optional<CMTime> lastFrameTime_;
     VirtualCamera camera_;
+    ClickRipples ripples_;
     CursorTooltip cursorTooltip_;
+    KeystrokeOverlay keystrokes_;
     WebcamOverlay webcam_;
     bool wasMouseClickedLastFrame_ = false;
     const CGSize targetOutputSize_;

@@ -1,0 +1,160 @@
+// Click ripples through time: when they are born, how they age and die, and
+// what each one looks like at its age.
+#include "engine/ClickRipples.h"
+
+#include "engine/VideoProcessor.h"
+#include "platform/CIContext.h"
+
+#include <cmath>
+#include <cstring>
+#include <gtest/gtest.h>
+
+using namespace vantrel;
+
+namespace {
+
+constexpr double kFrame = 1.0 / 60;
+constexpr double kWall = 1'800'000'000.0;
+
+ClickRipple agedRipple(double seconds, CGPoint at = {200, 100}) {
+    ClickRipple ripple{at};
+    ripple.elapsedTime = seconds;
+    return ripple;
+}
+
+// Alpha along the middle row of a ripple's own bitmap, from its centre outwards.
+std::vector<int> alphaFromCentre(const CIImage& ripple) {
+    const auto pixels = CIContext().createPixelBuffer(ripple, ripple.extent());
+    std::vector<int> alpha;
+    for (int x = 70; x < 140; ++x)
+        alpha.push_back(pixels->row(69)[4 * x + 3]);
+    return alpha;
+}
+
+// The engine with ripples on and the view held still, fed one frame at a time.
+struct Clicks {
+    Clicks() : processor({320, 180}, std::make_shared<ManualWallClock>(kWall)) {
+        settings.enableAutoZoom = false;
+        settings.showMouseClicks = true;
+    }
+    size_t frame(CGPoint mouse, bool pressed, double deltaTime = kFrame) {
+        seconds += deltaTime;
+        EventState state = EventState::initial(kWall);
+        state.mouseLocation = mouse;
+        state.isMouseClicked = pressed;
+        processor.process(CMSampleBuffer::makeVideo(source, CMTime::withSeconds(seconds, 600)), state,
+                          settings, std::nullopt);
+        return ripples().size();
+    }
+    const std::vector<ClickRipple>& ripples() const { return processor.ripples().activeRipples(); }
+
+    CVPixelBufferRef source = CVPixelBuffer::create(320, 180);
+    AppSettingsSnapshot settings;
+    VideoProcessor processor;
+    double seconds = 0;
+};
+
+} // namespace
+
+TEST(ClickRipplesTest, FiveAtMostEachAgedByTheWholeStepUntilItsDuration) {
+    ClickRipples ripples(nullptr);
+    for (int i = 0; i < 5; ++i) {
+        ripples.spawnRipple({10.0 * i, 0});
+        ripples.advanceRipples(0.05);
+    }
+    ripples.spawnRipple({99, 99}); // the sixth pushes out the oldest, mid-flight
+    const auto& list = ripples.activeRipples();
+    ASSERT_EQ(list.size(), 5u);
+    EXPECT_EQ(list.front().position.x, 10);
+    EXPECT_EQ(list.back().position, (CGPoint{99, 99}));
+    EXPECT_EQ(list.back().elapsedTime, 0.0);
+    EXPECT_EQ(list.back().duration, 0.6);
+    EXPECT_EQ(list.back().maxRadius, 50.0);
+
+    ripples.advanceRipples(0.42); // the oldest passes 0.6, the order stays
+    ASSERT_EQ(list.size(), 4u);
+    EXPECT_EQ(list.front().position.x, 20);
+    ripples.advanceRipples(10.0); // a pause is not bounded here: all end at once
+    EXPECT_TRUE(list.empty());
+
+    ripples.spawnRipple({1, 1});
+    ripples.advanceRipples(0.5999);
+    EXPECT_EQ(list.size(), 1u);
+    ripples.spawnRipple({2, 2});
+    ripples.advanceRipples(0.6); // exactly its duration: not below it
+    EXPECT_EQ(list.size(), 0u);
+}
+
+TEST(ClickRipplesTest, ARippleShowsARingGrowingAndFadingAroundABrightCore) {
+    const ClickRipples ripples(nullptr);
+    const auto young = ripples.renderRipple(agedRipple(kFrame, {200.5, 100}));
+    ASSERT_TRUE(young);
+    EXPECT_EQ(young->extent(), CGRect(130.5, 30, 140, 140)); // 2 × (50 + 20), centred on the click
+    // The core: 7 × (1 - 2p) in radius while young.
+    const auto core = alphaFromCentre(*young);
+    EXPECT_GT(core[0], 200);
+    EXPECT_GT(core[5], 200);
+    EXPECT_LT(core[8], 100);
+
+    // At 0.3 s the core is gone and the ring has 0.82 of its final radius, glowing beyond it.
+    const auto ring = alphaFromCentre(ripples.renderRipple(agedRipple(0.3)).value());
+    EXPECT_LT(ring[0], 20);
+    const auto peak = std::max_element(ring.begin(), ring.end()) - ring.begin();
+    EXPECT_NEAR(peak, 50 * (1 - std::pow(0.5, 2.5)), 1.5);
+    EXPECT_GT(ring[44], 0);
+
+    // Too small (radius not above 1) or too faint (fade not above 0.01): not drawn.
+    EXPECT_FALSE(ripples.renderRipple(agedRipple(0.004))); // radius 0.83
+    EXPECT_TRUE(ripples.renderRipple(agedRipple(0.006)));  // radius 1.24
+    EXPECT_TRUE(ripples.renderRipple(agedRipple(0.59)));   // fade 0.025
+    EXPECT_FALSE(ripples.renderRipple(agedRipple(0.597))); // fade 0.0075
+}
+
+TEST(ClickRipplesTest, ApplyingAdvancesFirstAndDrawsAlikeWithOrWithoutTheCompositor) {
+    ClickRipples shared(CIFilter::filterWithName("CISourceOverCompositing")), plain(nullptr);
+    const CIImage frame = CIImage::fromColor({0.2, 0.2, 0.2, 1}).croppedTo({0, 0, 400, 200});
+    EXPECT_EQ(shared.applyRipples(frame, kFrame).node(), frame.node()); // nothing under way
+    for (ClickRipples* ripples : {&shared, &plain}) {
+        ripples->spawnRipple({150, 100});
+        ripples->advanceRipples(0.1);
+        ripples->spawnRipple({230, 90});
+    }
+    CIContext context;
+    const auto a = context.createPixelBuffer(shared.applyRipples(frame, kFrame), {0, 0, 400, 200});
+    const auto b = context.createPixelBuffer(plain.applyRipples(frame, kFrame), {0, 0, 400, 200});
+    EXPECT_DOUBLE_EQ(shared.activeRipples().back().elapsedTime, kFrame);
+    EXPECT_NE(a->row(100)[4 * 230 + 2], 51); // the newest ripple's core
+    for (int row = 0; row < 200; ++row)
+        EXPECT_EQ(std::memcmp(a->row(row), b->row(row), 400 * 4), 0) << row;
+}
+
+TEST(ClickRipplesTest, OnlyThePressEdgeWithThePointerOnTheFrameSpawns) {
+    Clicks clicks;
+    EXPECT_EQ(clicks.frame({100, 100}, false), 0u);
+    EXPECT_EQ(clicks.frame({100, 100}, true), 1u);
+    EXPECT_DOUBLE_EQ(clicks.ripples().front().elapsedTime, kFrame); // drawn in its first frame
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(clicks.frame({100 + 5.0 * i, 100}, true), 1u); // held and dragged
+    clicks.frame({150, 100}, false);
+    EXPECT_EQ(clicks.frame({320, 180}, true), 2u); // the frame's edges count as on it
+    EXPECT_EQ(clicks.ripples().back().position, (CGPoint{320, 180}));
+    clicks.frame({150, 100}, false, 10.0); // the first frame after a pause
+    EXPECT_EQ(clicks.ripples().size(), 0u);
+}
+
+TEST(ClickRipplesTest, APressOffTheFrameOrWithClicksOffIsStillRecorded) {
+    for (const CGPoint outside : {CGPoint{-1, 50}, CGPoint{50, -0.5}, CGPoint{320.5, 50}, CGPoint{50, 181}}) {
+        Clicks clicks;
+        clicks.frame({100, 100}, true);
+        clicks.frame({100, 100}, false);
+        EXPECT_EQ(clicks.frame(outside, true), 1u) << outside.x << "," << outside.y;
+        EXPECT_DOUBLE_EQ(clicks.ripples().front().elapsedTime, 3 * kFrame); // still ageing
+        // Back on the frame with the button still held: the press was seen already.
+        EXPECT_EQ(clicks.frame({100, 100}, true), 1u);
+    }
+    Clicks off;
+    off.settings.showMouseClicks = false;
+    off.frame({100, 100}, true);
+    off.settings.showMouseClicks = true;
+    EXPECT_EQ(off.frame({100, 100}, true), 0u);
+}
