@@ -5,6 +5,10 @@
 #include <cstring>
 #include <vector>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 namespace vantrel::pixel_ops {
 
 namespace {
@@ -29,6 +33,35 @@ inline void blendPixel(const uint8_t* s, uint8_t* d) {
         d[2] = static_cast<uint8_t>(s[2] + div255(d[2] * keep));
         d[3] = static_cast<uint8_t>(alpha + div255(d[3] * keep));
     }
+}
+
+// Premultiplied `source` over `destination` for `count` pixels. Four at a
+// time with SSE2, giving exactly what blendPixel gives one at a time.
+void blendRow(const uint8_t* source, uint8_t* destination, int count) {
+    int i = 0;
+#ifdef __SSE2__
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i half = _mm_set1_epi16(128);
+    for (; i + 4 <= count; i += 4) {
+        const __m128i s = _mm_loadu_si128(reinterpret_cast<const __m128i*>(source + 4 * i));
+        if (_mm_movemask_epi8(_mm_cmpeq_epi8(s, zero)) == 0xFFFF) continue; // nothing to lay down
+        const __m128i d = _mm_loadu_si128(reinterpret_cast<const __m128i*>(destination + 4 * i));
+        __m128i alpha = _mm_srli_epi32(s, 24);
+        alpha = _mm_or_si128(alpha, _mm_slli_epi32(alpha, 8));
+        alpha = _mm_or_si128(alpha, _mm_slli_epi32(alpha, 16));
+        const __m128i keep = _mm_xor_si128(alpha, _mm_set1_epi8(static_cast<char>(0xFF)));
+        auto scaled = [&](__m128i dst16, __m128i keep16) {
+            const __m128i x = _mm_add_epi16(_mm_mullo_epi16(dst16, keep16), half);
+            return _mm_srli_epi16(_mm_add_epi16(x, _mm_srli_epi16(x, 8)), 8);
+        };
+        const __m128i low = scaled(_mm_unpacklo_epi8(d, zero), _mm_unpacklo_epi8(keep, zero));
+        const __m128i high = scaled(_mm_unpackhi_epi8(d, zero), _mm_unpackhi_epi8(keep, zero));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(destination + 4 * i),
+                         _mm_adds_epu8(s, _mm_packus_epi16(low, high)));
+    }
+#endif
+    for (; i < count; ++i)
+        blendPixel(source + 4 * i, destination + 4 * i);
 }
 
 } // namespace
@@ -105,12 +138,8 @@ void blendRect(const Surface& source, const Surface& destination, int originX, i
                const PixelRect& rect) {
     const PixelRect placed{originX, originY, originX + source.width, originY + source.height};
     const PixelRect r = rect.intersection(destination.bounds()).intersection(placed);
-    for (int y = r.y0; y < r.y1; ++y) {
-        const uint8_t* s = source.at(r.x0 - originX, y - originY);
-        uint8_t* d = destination.at(r.x0, y);
-        for (int x = 0; x < r.width(); ++x)
-            blendPixel(s + 4 * x, d + 4 * x);
-    }
+    for (int y = r.y0; y < r.y1; ++y)
+        blendRow(source.at(r.x0 - originX, y - originY), destination.at(r.x0, y), r.width());
 }
 
 void applyAlphaVector(const Surface& surface, const CIVector& v) {
