@@ -7,13 +7,15 @@
 namespace vantrel {
 
 namespace {
+// Never destroyed: shared objects that stop watching from their destructors
+// may run after other statics are gone at exit.
 std::mutex& slotMutex() {
-    static std::mutex mutex;
-    return mutex;
+    static auto* mutex = new std::mutex;
+    return *mutex;
 }
 std::shared_ptr<DisplayList>& slot() {
-    static std::shared_ptr<DisplayList> list;
-    return list;
+    static auto* list = new std::shared_ptr<DisplayList>;
+    return *list;
 }
 } // namespace
 

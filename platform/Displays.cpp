@@ -35,9 +35,11 @@ struct Reconfiguration {
     std::vector<Monitor> known;
 };
 
+// Never destroyed: listeners (shared objects) may unregister while static
+// objects are torn down at exit, in an order no one controls.
 Reconfiguration& reconfiguration() {
-    static Reconfiguration state;
-    return state;
+    static auto* state = new Reconfiguration;
+    return *state;
 }
 
 std::map<CGDirectDisplayID, uint32_t> changesBetween(const std::vector<Monitor>& before,
