@@ -8,6 +8,8 @@
 // (accessibility, which is a desktop-wide switch) or reports how things stand.
 // All calls are made on the main thread and may block for a short time-out.
 
+#include "CaptureDevice.h"
+
 #include <QCoro/QCoroTask>
 #include <QString>
 #include <filesystem>
@@ -34,8 +36,6 @@ public:
     static std::shared_ptr<AccessibilityTrust> shared();
     static void setShared(std::shared_ptr<AccessibilityTrust> trust);
 };
-
-enum class AVMediaType { video, audio };
 
 enum AVAuthorizationStatus : int {
     AVAuthorizationStatusNotDetermined = 0,
@@ -137,10 +137,7 @@ bool AXIsProcessTrusted();
 /// first; answers the state after that.
 bool AXIsProcessTrustedWithOptions(bool prompt);
 
-struct AVCaptureDevice {
-    static int authorizationStatusForMediaType(AVMediaType mediaType);
-    /// No prompt exists: answers whether the current status is authorised.
-    static QCoro::Task<bool> requestAccessForMediaType(AVMediaType mediaType);
-};
+// AVCaptureDevice::authorizationStatusForMediaType and requestAccessForMediaType
+// are declared with the device in CaptureDevice.h.
 
 } // namespace vantrel

@@ -20,6 +20,11 @@ packages=(
   libxcb1-dev libxcb-randr0-dev libxcb-shm0-dev
   # folders and desktop services: XDG user dirs, session bus, accessibility bus
   xdg-user-dirs dbus at-spi2-core
+  # cameras and microphones: V4L2 headers (linux-libc-dev), udev hot-plug,
+  # PulseAudio client, MJPEG decoding; Qt Quick for the camera preview
+  linux-libc-dev libudev-dev libpulse-dev libavcodec-dev libavutil-dev qt6-declarative-dev
+  # test sound server: a PulseAudio daemon with null sinks, pactl to change it
+  pulseaudio pulseaudio-utils
   # test services: a virtual X server and xrandr to add and remove monitors
   xvfb x11-xserver-utils
 )

@@ -2,7 +2,8 @@
 # Runs a command with the services the tests stand on, and stops them again
 # afterwards, also when the command fails or is interrupted:
 #   - an X server: Xvfb on a free display, 1920x1080, with RandR;
-#   - a D-Bus session bus with the accessibility bus (at-spi-bus-launcher).
+#   - a D-Bus session bus with the accessibility bus (at-spi-bus-launcher);
+#   - a PulseAudio daemon with null sinks and a virtual microphone.
 # Usage: scripts/with-test-services.sh COMMAND [ARGS...]
 set -euo pipefail
 [ $# -gt 0 ] || { echo "usage: $0 COMMAND [ARGS...]" >&2; exit 2; }
@@ -59,14 +60,33 @@ start_session_bus() {
     exit 1
 }
 
-# A sound server goes here when the audio tests arrive: start it in a
-# function like the two above, add its pid to `pids`, export PULSE_SERVER.
+# A PulseAudio daemon of our own on a socket in the work folder, with
+# two null sinks, `rec_sink` and `mic_feed`, and `virtual_mic`, a source
+# remapped from mic_feed's monitor, so that microphones can be listed and fed.
+start_sound_server() {
+    pulseaudio -n --daemonize=no --exit-idle-time=-1 --disallow-exit --use-pid-file=no \
+        -L "module-native-protocol-unix auth-anonymous=1 socket=$work/pulse.sock" \
+        -L "module-null-sink sink_name=rec_sink rate=48000" \
+        -L "module-null-sink sink_name=mic_feed" \
+        -L "module-remap-source master=mic_feed.monitor source_name=virtual_mic" \
+        >"$work/pulse.log" 2>&1 &
+    pids+=($!)
+    export PULSE_SERVER="unix:$work/pulse.sock"
+    for _ in $(seq 100); do
+        pactl info >/dev/null 2>&1 && return
+        sleep 0.1
+    done
+    echo "pulseaudio did not start:" >&2
+    cat "$work/pulse.log" >&2
+    exit 1
+}
 
 mkdir -m 700 "$work/runtime"
 export XDG_RUNTIME_DIR="$work/runtime"
 export QT_QPA_PLATFORM=xcb
 start_x_server
 start_session_bus
+start_sound_server
 
 set +e
 "$@"
