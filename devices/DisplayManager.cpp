@@ -1,27 +1,13 @@
 #include "DisplayManager.h"
 
 #include "platform/DispatchQueue.h"
+#include "platform/SharedInstance.h"
 
 #include <QPointer>
 #include <algorithm>
 #include <cstdio>
-#include <mutex>
 
 namespace vantrel {
-
-namespace {
-
-std::mutex& sharedMutex() {
-    static std::mutex mutex;
-    return mutex;
-}
-
-std::shared_ptr<DisplayManager>& sharedSlot() {
-    static std::shared_ptr<DisplayManager> manager;
-    return manager;
-}
-
-} // namespace
 
 DisplayManager::DisplayManager(std::shared_ptr<UserDefaults> defaults) : defaults_(std::move(defaults)) {
     const auto stored = defaults_->integerForKey(kSelectedDisplayIDKey).value_or(0);
@@ -37,18 +23,15 @@ DisplayManager::~DisplayManager() {
 }
 
 std::shared_ptr<DisplayManager> DisplayManager::shared() {
-    std::lock_guard guard(sharedMutex());
-    auto& slot = sharedSlot();
-    if (!slot) {
-        slot = std::make_shared<DisplayManager>(UserDefaults::standard());
-        DisplayManagerProvider::setShared(slot);
-    }
-    return slot;
+    return SharedInstance<DisplayManager>::getOrMake([] {
+        auto manager = std::make_shared<DisplayManager>(UserDefaults::standard());
+        DisplayManagerProvider::setShared(manager);
+        return manager;
+    });
 }
 
 void DisplayManager::setShared(std::shared_ptr<DisplayManager> manager) {
-    std::lock_guard guard(sharedMutex());
-    sharedSlot() = manager;
+    SharedInstance<DisplayManager>::set(manager);
     DisplayManagerProvider::setShared(std::move(manager));
 }
 

@@ -2,42 +2,25 @@
 
 #include "platform/DocumentsFolder.h"
 #include "platform/SecurityScopedBookmark.h"
+#include "platform/SharedInstance.h"
 
 #include <cstdio>
-#include <mutex>
 
 namespace vantrel {
-
-namespace {
-
-std::mutex& sharedMutex() {
-    static std::mutex mutex;
-    return mutex;
-}
-
-std::shared_ptr<BookmarkManager>& sharedSlot() {
-    static std::shared_ptr<BookmarkManager> manager;
-    return manager;
-}
-
-} // namespace
 
 BookmarkManager::BookmarkManager(std::shared_ptr<UserDefaults> userDefaults)
     : userDefaults_(std::move(userDefaults)) {}
 
 std::shared_ptr<BookmarkManager> BookmarkManager::shared() {
-    std::lock_guard guard(sharedMutex());
-    auto& slot = sharedSlot();
-    if (!slot) {
-        slot = std::make_shared<BookmarkManager>(UserDefaults::standard());
-        SaveDirectoryBookmarks::setShared(slot);
-    }
-    return slot;
+    return SharedInstance<BookmarkManager>::getOrMake([] {
+        auto manager = std::make_shared<BookmarkManager>(UserDefaults::standard());
+        SaveDirectoryBookmarks::setShared(manager);
+        return manager;
+    });
 }
 
 void BookmarkManager::setShared(std::shared_ptr<BookmarkManager> manager) {
-    std::lock_guard guard(sharedMutex());
-    sharedSlot() = manager;
+    SharedInstance<BookmarkManager>::set(manager);
     SaveDirectoryBookmarks::setShared(std::move(manager));
 }
 

@@ -4,21 +4,10 @@
 #include "platform/DocumentsFolder.h"
 
 #include <cstdio>
-#include <mutex>
 
 namespace vantrel {
 
 namespace {
-
-std::mutex& sharedMutex() {
-    static std::mutex mutex;
-    return mutex;
-}
-
-std::shared_ptr<AppSettings>& sharedSlot() {
-    static std::shared_ptr<AppSettings> settings;
-    return settings;
-}
 
 void printLine(const char* line) {
     std::printf("%s\n", line);
@@ -42,16 +31,13 @@ AppSettings::AppSettings(std::shared_ptr<UserDefaults> defaults,
 }
 
 std::shared_ptr<AppSettings> AppSettings::shared() {
-    std::lock_guard guard(sharedMutex());
-    auto& slot = sharedSlot();
-    if (!slot)
-        slot = std::make_shared<AppSettings>(UserDefaults::standard(), SaveDirectoryBookmarks::shared());
-    return slot;
+    return SharedInstance<AppSettings>::getOrMake([] {
+        return std::make_shared<AppSettings>(UserDefaults::standard(), SaveDirectoryBookmarks::shared());
+    });
 }
 
 void AppSettings::setShared(std::shared_ptr<AppSettings> settings) {
-    std::lock_guard guard(sharedMutex());
-    sharedSlot() = std::move(settings);
+    SharedInstance<AppSettings>::set(std::move(settings));
 }
 
 bool AppSettings::readBool(std::string_view key, bool fallback) const {

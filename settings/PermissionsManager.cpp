@@ -5,21 +5,10 @@
 #include "platform/WeakClosure.h"
 
 #include <cstdio>
-#include <mutex>
 
 namespace vantrel {
 
 namespace {
-
-std::mutex& sharedMutex() {
-    static std::mutex mutex;
-    return mutex;
-}
-
-std::shared_ptr<PermissionsManager>& sharedSlot() {
-    static std::shared_ptr<PermissionsManager> manager;
-    return manager;
-}
 
 void printLine(const char* line) {
     std::printf("%s\n", line);
@@ -36,15 +25,12 @@ PermissionsManager::PermissionsManager() {
 PermissionsManager::~PermissionsManager() = default;
 
 std::shared_ptr<PermissionsManager> PermissionsManager::shared() {
-    std::lock_guard guard(sharedMutex());
-    auto& slot = sharedSlot();
-    if (!slot) slot = std::make_shared<PermissionsManager>();
-    return slot;
+    return SharedInstance<PermissionsManager>::getOrMake(
+        [] { return std::make_shared<PermissionsManager>(); });
 }
 
 void PermissionsManager::setShared(std::shared_ptr<PermissionsManager> manager) {
-    std::lock_guard guard(sharedMutex());
-    sharedSlot() = std::move(manager);
+    SharedInstance<PermissionsManager>::set(std::move(manager));
 }
 
 void PermissionsManager::setHasScreenRecordingPermission(bool value) {

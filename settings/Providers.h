@@ -9,6 +9,7 @@
 // BookmarkManager::shared() install themselves here when they are made.
 
 #include "engine/FrameInputs.h"
+#include "platform/SharedInstance.h"
 #include "platform/SharedTypes.h"
 
 #include <QCoro/QCoroTask>
@@ -16,19 +17,6 @@
 #include <optional>
 
 namespace vantrel {
-
-/// One replaceable shared instance of an interface.
-template <typename Interface> class SharedInstance {
-public:
-    static std::shared_ptr<Interface> get() { return slot(); }
-    static void set(std::shared_ptr<Interface> instance) { slot() = std::move(instance); }
-
-private:
-    static std::shared_ptr<Interface>& slot() {
-        static std::shared_ptr<Interface> instance;
-        return instance;
-    }
-};
 
 class AppSettingsProvider {
 public:

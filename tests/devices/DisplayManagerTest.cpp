@@ -106,8 +106,10 @@ TEST_F(XDisplayManagerTest, AStoredDisplayThatIsNotConnectedIsReplacedAtTheFirst
 TEST_F(XDisplayManagerTest, NamesComeFromTheScreenOrFallBackToTheNumber) {
     ASSERT_TRUE(server.setMonitor("DP-1", 1280, 720, 0, 0));
     auto manager = makeManager();
-    for (const auto& display : manager->availableDisplays())
-        if (display.displayID == kDP1) EXPECT_EQ(manager->displayName(display), "DP-1 (1280×720)");
+    for (const auto& display : manager->availableDisplays()) {
+        if (display.displayID != kDP1) continue;
+        EXPECT_EQ(manager->displayName(display), "DP-1 (1280×720)");
+    }
     EXPECT_EQ(manager->displayName(SCDisplay{5, 1920, 1080, {}}), "Display 5 (1920×1080)");
 }
 
