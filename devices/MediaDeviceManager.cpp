@@ -1,24 +1,9 @@
 #include "MediaDeviceManager.h"
 
+#include "platform/SharedInstance.h"
 #include "platform/WeakClosure.h"
 
-#include <mutex>
-
 namespace vantrel {
-
-namespace {
-
-std::mutex& sharedMutex() {
-    static std::mutex mutex;
-    return mutex;
-}
-
-std::shared_ptr<MediaDeviceManager>& sharedSlot() {
-    static std::shared_ptr<MediaDeviceManager> manager;
-    return manager;
-}
-
-} // namespace
 
 MediaDeviceManager::MediaDeviceManager(std::shared_ptr<CaptureDeviceList> cameraDiscoverySession,
                                        std::shared_ptr<CaptureDeviceList> micDiscoverySession)
@@ -39,15 +24,11 @@ MediaDeviceManager::~MediaDeviceManager() {
 }
 
 std::shared_ptr<MediaDeviceManager> MediaDeviceManager::shared() {
-    std::lock_guard guard(sharedMutex());
-    auto& slot = sharedSlot();
-    if (!slot) slot = std::make_shared<MediaDeviceManager>();
-    return slot;
+    return SharedInstance<MediaDeviceManager>::getOrMake([] { return std::make_shared<MediaDeviceManager>(); });
 }
 
 void MediaDeviceManager::setShared(std::shared_ptr<MediaDeviceManager> manager) {
-    std::lock_guard guard(sharedMutex());
-    sharedSlot() = std::move(manager);
+    SharedInstance<MediaDeviceManager>::set(std::move(manager));
 }
 
 void MediaDeviceManager::refreshDevices() {

@@ -91,8 +91,9 @@ TEST_F(MicrophoneListPulseTest, ASourceLoadedAndUnloadedMidRunComesAndGoesOnTheM
     ASSERT_TRUE(test::waitUntil([&] { return lists(list, "vantrel_plug_test"); }, 3s));
     EXPECT_TRUE(test::waitUntil([&] { return changes > 0; }, 2s));
     for (const auto& device : list.devices()) {
-        if (device.uniqueID == "vantrel_plug_test")
+        if (device.uniqueID == "vantrel_plug_test") {
             EXPECT_EQ(device.localizedName, "Desk_Mic_vantrel_plug_test");
+        }
     }
 
     const int changesBefore = changes;
@@ -103,6 +104,7 @@ TEST_F(MicrophoneListPulseTest, ASourceLoadedAndUnloadedMidRunComesAndGoesOnTheM
 }
 
 TEST_F(MicrophoneListPulseTest, TheDefaultIsTheServersDefaultSourceUnlessThatIsAMonitor) {
+    test::PrivateSoundServer server; // defaults change here, out of the way of other tests
     NullSource source("vantrel_default_test");
     ASSERT_TRUE(source.loaded());
     MicrophoneListPulse list;
@@ -121,7 +123,7 @@ TEST_F(MicrophoneListPulseTest, TheDefaultIsTheServersDefaultSourceUnlessThatIsA
         },
         3s));
 
-    test::runCommand("pactl set-default-source virtual_mic");
+    ASSERT_TRUE(test::runCommand("pactl set-default-source virtual_mic"));
     EXPECT_TRUE(test::waitUntil(
         [&] { return list.defaultDevice() && list.defaultDevice()->uniqueID == "virtual_mic"; }, 3s));
 }

@@ -204,6 +204,36 @@ PrivateSessionBus::~PrivateSessionBus() {
     std::filesystem::remove_all(runtimeDir_, ignored);
 }
 
+PrivateSoundServer::PrivateSoundServer() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "vantrel-pulse-XXXXXX").string();
+    if (!mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");
+    dir_ = pattern;
+    const std::string socket = (dir_ / "pulse.sock").string();
+    {
+        // The daemon keeps its runtime files in a folder of its own, and stays
+        // off the session bus, where the shared daemon holds its D-Bus name.
+        const ScopedEnv runtime("XDG_RUNTIME_DIR", dir_.string());
+        const ScopedEnv bus("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + (dir_ / "no-bus").string());
+        pid_ = spawn({"pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--disallow-exit",
+                      "--use-pid-file=no", "-L", "module-native-protocol-unix auth-anonymous=1 socket=" + socket,
+                      "-L", "module-null-sink sink_name=rec_sink", "-L",
+                      "module-remap-source master=rec_sink.monitor source_name=virtual_mic"});
+    }
+    serverEnv_.emplace("PULSE_SERVER", "unix:" + socket);
+    QDeadlineTimer deadline(kStartTimeoutMs);
+    while (!runCommand("pactl info >/dev/null 2>&1")) {
+        if (deadline.hasExpired()) throw std::runtime_error("pulseaudio did not start");
+        QThread::msleep(20);
+    }
+}
+
+PrivateSoundServer::~PrivateSoundServer() {
+    serverEnv_.reset();
+    stop(pid_);
+    std::error_code ignored;
+    std::filesystem::remove_all(dir_, ignored);
+}
+
 bool runUnprivileged(const std::function<bool()>& check) {
     if (geteuid() != 0) return check();
     const pid_t pid = fork();

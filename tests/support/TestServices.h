@@ -83,6 +83,21 @@ private:
     std::filesystem::path runtimeDir_;
 };
 
+/// A PulseAudio daemon of its own with one null sink, `rec_sink`, and one
+/// remapped source, `virtual_mic`, and PULSE_SERVER pointing at it while
+/// alive: for tests that change the server's defaults, which would disturb
+/// tests running beside them on the shared daemon.
+class PrivateSoundServer {
+public:
+    PrivateSoundServer();
+    ~PrivateSoundServer();
+
+private:
+    pid_t pid_ = -1;
+    std::filesystem::path dir_;
+    std::optional<ScopedEnv> serverEnv_;
+};
+
 /// Runs `check` as user and group 65534 in a child process when we are root,
 /// in this process otherwise; gives its answer.
 bool runUnprivileged(const std::function<bool()>& check);

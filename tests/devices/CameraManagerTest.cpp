@@ -1,0 +1,253 @@
+// CameraManager with the fake camera (a frame counter in the top edge, a red
+// patch top-left): the newest picture only, mirrored, absent after a stop,
+// start twice, stop while starting, cameras that are missing or fail mid-run,
+// and the error it throws.
+#include "devices/CameraManager.h"
+
+#include "platform/FakeCamera.h"
+#include "tests/support/TestServices.h"
+
+#include <future>
+#include <gtest/gtest.h>
+
+using namespace vantrel;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr int kWidth = 320, kHeight = 240;
+
+class CameraManagerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        test::qtApp();
+        FakeCamera::injectFault(FakeCameraFault::none);
+        cameras->setDevices(
+            {FakeCamera::device({kWidth, kHeight, 30}, 0), FakeCamera::device({160, 120, 30}, 1)});
+    }
+
+    CVPixelBufferRef picture(CameraManager& manager) {
+        return manager.frameLock.withLock(
+            [](const CameraFrameState& state) { return state.latestPixelBuffer; });
+    }
+    bool waitForPicture(CameraManager& manager) {
+        return test::waitUntil([&] { return picture(manager) != nullptr; }, 3s);
+    }
+    /// The fake camera's counter, read from a mirrored picture: its blocks
+    /// run from the right edge leftwards, the highest bit first.
+    static uint32_t counter(const CVPixelBuffer& buffer) {
+        uint32_t value = 0;
+        for (int bit = 0; bit < FakeCamera::kCounterBits; ++bit) {
+            const int x =
+                buffer.width() - 1 - (bit * FakeCamera::kCounterBlock + FakeCamera::kCounterBlock / 2);
+            value = (value << 1) | (buffer.row(FakeCamera::kCounterBlock / 2)[x * 4 + 1] > 128 ? 1 : 0);
+        }
+        return value;
+    }
+    static bool isRed(const CVPixelBuffer& buffer, int x, int y) {
+        const uint8_t* p = buffer.row(y) + x * 4;
+        return p[2] > 200 && p[1] < 60 && p[0] < 60;
+    }
+    void stopAndWait(CameraManager& manager) {
+        manager.stopCapture();
+        ASSERT_TRUE(test::waitUntil([&] { return !manager.isCapturing(); }, 3s));
+    }
+
+    std::shared_ptr<CaptureDeviceListFake> cameras = std::make_shared<CaptureDeviceListFake>();
+};
+
+} // namespace
+
+TEST_F(CameraManagerTest, RunningGivesTheNewestPictureMirrored) {
+    CameraManager manager(cameras);
+    EXPECT_FALSE(manager.latestFrame());
+    int capturingChanges = 0;
+    QObject::connect(&manager, &CameraManager::isCapturingChanged, [&] { ++capturingChanges; });
+
+    manager.startCapture(FakeCamera::device({kWidth, kHeight, 30}, 0).uniqueID);
+    ASSERT_TRUE(manager.captureSession());
+    ASSERT_TRUE(test::waitUntil([&] { return manager.isCapturing(); }, 3s));
+    EXPECT_EQ(capturingChanges, 1);
+    ASSERT_TRUE(waitForPicture(manager));
+
+    const auto frame = manager.latestFrame();
+    ASSERT_TRUE(frame);
+    EXPECT_EQ(frame->extent().size.width, kWidth);
+    EXPECT_EQ(frame->extent().size.height, kHeight);
+
+    // The patch the camera draws top-left shows top-right, as in a mirror.
+    const auto first = picture(manager);
+    EXPECT_TRUE(isRed(*first, kWidth - 10, kHeight / 8));
+    EXPECT_FALSE(isRed(*first, 10, kHeight / 8));
+
+    // Pictures keep coming, each replacing the last.
+    const uint32_t before = counter(*first);
+    test::runMainLoopFor(600ms);
+    const uint32_t after = counter(*picture(manager));
+    EXPECT_GE(after, before + 4) << "about eighteen frames come in 600 ms at 30 a second";
+    stopAndWait(manager);
+}
+
+TEST_F(CameraManagerTest, ABusyConsumerMakesTheCameraDropFramesNotQueueThem) {
+    CameraManager manager(cameras);
+    manager.startCapture("");
+    ASSERT_TRUE(waitForPicture(manager));
+
+    // Hold captureQueue for a while, as a slow delegate would.
+    uint32_t whenBlocked = 0;
+    manager.captureQueue().async([&] {
+        whenBlocked = counter(*picture(manager));
+        std::this_thread::sleep_for(400ms);
+    });
+    manager.captureQueue().sync([] {});
+    // Of the dozen frames made meanwhile, only the first waited; the rest were dropped.
+    const uint32_t afterBlock = counter(*picture(manager));
+    EXPECT_LE(afterBlock, whenBlocked + 2);
+    // And then the newest comes again.
+    ASSERT_TRUE(test::waitUntil([&] { return counter(*picture(manager)) >= afterBlock + 6; }, 2s));
+    stopAndWait(manager);
+}
+
+TEST_F(CameraManagerTest, StopClearsThePictureAtOnceAndTheSessionAfterwards) {
+    CameraManager manager(cameras);
+    manager.startCapture("");
+    ASSERT_TRUE(test::waitUntil([&] { return manager.isCapturing(); }, 3s));
+    ASSERT_TRUE(waitForPicture(manager));
+
+    // Hold captureQueue, so that neither a sample nor the stop itself can run
+    // there while we look.
+    std::promise<void> release;
+    std::promise<void> held;
+    manager.captureQueue().async([&] {
+        held.set_value();
+        release.get_future().wait();
+    });
+    held.get_future().wait();
+    manager.stopCapture();
+    EXPECT_FALSE(manager.latestFrame()); // before the session has stopped
+    EXPECT_TRUE(manager.isCapturing());
+    EXPECT_TRUE(manager.captureSession());
+    release.set_value();
+    ASSERT_TRUE(test::waitUntil([&] { return !manager.isCapturing(); }, 3s));
+    EXPECT_FALSE(manager.captureSession());
+
+    // A stop when not capturing does nothing; a new start works.
+    manager.stopCapture();
+    manager.startCapture("");
+    ASSERT_TRUE(waitForPicture(manager));
+    stopAndWait(manager);
+}
+
+TEST_F(CameraManagerTest, ASecondStartDoesNothingAndAStopWhileStartingIsIgnored) {
+    CameraManager manager(cameras);
+    manager.startCapture(FakeCamera::device({kWidth, kHeight, 30}, 0).uniqueID);
+    const auto session = manager.captureSession();
+    // Not capturing yet: this stop does nothing and the session goes on to run.
+    manager.stopCapture();
+    ASSERT_TRUE(test::waitUntil([&] { return manager.isCapturing(); }, 3s));
+    EXPECT_EQ(manager.captureSession(), session);
+    ASSERT_TRUE(waitForPicture(manager));
+
+    manager.startCapture(FakeCamera::device({160, 120}, 1).uniqueID);
+    EXPECT_EQ(manager.captureSession(), session);
+    EXPECT_EQ(session->activeFormat().width, kWidth);
+    stopAndWait(manager);
+}
+
+TEST_F(CameraManagerTest, EmptyOrUnpluggedIdentifiersTakeTheDefaultCameraSilently) {
+    cameras->setDevices({FakeCamera::device({160, 120}, 1), FakeCamera::device({kWidth, kHeight}, 0)});
+    for (const std::string id : {"", "usb-unplugged-camera"}) {
+        CameraManager manager(cameras);
+        testing::internal::CaptureStdout();
+        manager.startCapture(id);
+        const auto printed = testing::internal::GetCapturedStdout();
+        EXPECT_EQ(printed, "") << id;
+        ASSERT_TRUE(test::waitUntil([&] { return manager.isCapturing(); }, 3s));
+        EXPECT_EQ(manager.captureSession()->activeFormat().width, 160) << id;
+        stopAndWait(manager);
+    }
+}
+
+TEST_F(CameraManagerTest, NoCameraOrOneThatCannotBeOpenedThrowsAndLeavesNothing) {
+    cameras->setDevices({});
+    CameraManager manager(cameras);
+    testing::internal::CaptureStdout();
+    try {
+        manager.startCapture("");
+        ADD_FAILURE() << "no camera, no throw";
+    } catch (const ScreenRecorderError& error) {
+        EXPECT_EQ(error.errorCase(), ScreenRecorderError::Case::cameraNotFound);
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "⚠️ Webカメラが見つかりません\n");
+    EXPECT_FALSE(manager.captureSession());
+
+    cameras->setDevices({{"usb-gone", "Gone Camera", AVMediaType::video, "/dev/video-vantrel-missing"}});
+    testing::internal::CaptureStdout();
+    EXPECT_THROW(manager.startCapture("usb-gone"), ScreenRecorderError);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "⚠️ カメラ入力の作成に失敗: Cannot open /dev/video-vantrel-missing: No such file or "
+              "directory\n");
+    EXPECT_FALSE(manager.captureSession());
+    EXPECT_FALSE(manager.isCapturing());
+    // The failed start left nothing that stops a later one.
+    cameras->setDevices({FakeCamera::device({kWidth, kHeight})});
+    manager.startCapture("");
+    ASSERT_TRUE(waitForPicture(manager));
+    stopAndWait(manager);
+}
+
+TEST_F(CameraManagerTest, ACameraThatFailsOrIsPulledOutMidRunStopsTheCapture) {
+    struct Case {
+        FakeCameraFault fault;
+        std::string line;
+    };
+    for (const auto& [fault, line] :
+         {Case{FakeCameraFault::error,
+               "⚠️ Camera Capture Session Runtime Error: The fake camera reported an error\n"},
+          Case{FakeCameraFault::unplug, "⚠️ Camera Capture Session Interrupted\n"}}) {
+        CameraManager manager(cameras);
+        manager.startCapture("");
+        ASSERT_TRUE(test::waitUntil([&] { return manager.isCapturing(); }, 3s));
+        ASSERT_TRUE(waitForPicture(manager));
+
+        testing::internal::CaptureStdout();
+        FakeCamera::injectFault(fault);
+        const bool stopped = test::waitUntil([&] { return !manager.isCapturing(); }, 3s);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), line);
+        ASSERT_TRUE(stopped);
+        // The frame path now gets no picture; nothing was thrown at it.
+        EXPECT_FALSE(manager.latestFrame());
+        EXPECT_FALSE(manager.captureSession());
+    }
+}
+
+TEST_F(CameraManagerTest, AManagerDestroyedWhileRunningStopsItsCamera) {
+    auto manager = std::make_unique<CameraManager>(cameras);
+    manager->startCapture("");
+    ASSERT_TRUE(waitForPicture(*manager));
+    const std::weak_ptr<AVCaptureSession> session = manager->captureSession();
+    manager.reset();
+    test::runMainLoopFor(100ms); // queued main-thread steps find the manager gone
+    if (auto alive = session.lock()) {
+        EXPECT_FALSE(alive->isRunning());
+    }
+}
+
+TEST(ScreenRecorderErrorTest, DescribesItselfToTheUser) {
+    EXPECT_EQ(ScreenRecorderError::cameraNotFound().localizedDescription(),
+              "Web camera not found. Please check your settings or reconnect the device.");
+    EXPECT_EQ(ScreenRecorderError::microphoneNotFound().localizedDescription(),
+              "Microphone not found. Please check your settings or reconnect the device.");
+    bool continued = false;
+    auto error = ScreenRecorderError::deviceNotFound(
+        {"Webcam not found.\nRecord without webcam overlay?", [&]() -> QCoro::Task<> {
+             continued = true;
+             co_return;
+         }});
+    EXPECT_EQ(error.localizedDescription(), "Webcam not found.\nRecord without webcam overlay?");
+    EXPECT_STREQ(error.what(), "Webcam not found.\nRecord without webcam overlay?");
+    ASSERT_TRUE(error.context());
+    QCoro::waitFor(error.context()->continueWithoutDevice());
+    EXPECT_TRUE(continued);
+    EXPECT_FALSE(ScreenRecorderError::cameraNotFound().context());
+}
