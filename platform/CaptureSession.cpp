@@ -126,7 +126,7 @@ void AVCaptureSession::deliver(const CameraFrame& frame) {
     {
         std::lock_guard guard(sinksMutex_);
         for (const auto& [token, sink] : previewSinks_)
-            sink(picture);
+            sink(picture, mirrored);
     }
     if (!output_->delegate_ || !output_->queue_) return;
     auto sample = CMSampleBuffer::makeVideo(std::move(picture), CMClockGetHostTime());

@@ -120,8 +120,9 @@ public:
     CameraFormat activeFormat() const;
 
     /// Preview taps: each converted picture, on the reader thread, as the
-    /// output's delegate gets it. The sink must not block.
-    using PreviewSink = std::function<void(const CVPixelBufferRef& picture)>;
+    /// output's delegate gets it, and whether it was mirrored on the way.
+    /// The sink must not block.
+    using PreviewSink = std::function<void(const CVPixelBufferRef& picture, bool mirrored)>;
     int addPreviewSink(PreviewSink sink);
     void removePreviewSink(int token);
 
