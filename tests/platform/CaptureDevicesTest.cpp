@@ -9,6 +9,7 @@
 
 #include <fstream>
 #include <gtest/gtest.h>
+#include <thread>
 
 using namespace vantrel;
 using namespace std::chrono_literals;
@@ -159,6 +160,31 @@ TEST(CameraListV4L2Test, NodesThatAreNoCaptureDevicesAreLeftOut) {
     EXPECT_TRUE(enumerateV4L2Cameras(dir, dir / "by-id").empty());
     EXPECT_TRUE(enumerateV4L2Cameras(dir / "absent", dir / "by-id").empty());
     EXPECT_TRUE(CameraListV4L2(dir, dir / "by-id", false).devices().empty());
+    fs::remove_all(dir);
+}
+
+TEST(CameraListV4L2Test, ARescanFromTheWatchThreadReachesTheMainThread) {
+    test::qtApp();
+    const auto dir = fs::temp_directory_path() / ("vantrel-v4l2-rescan-" + std::to_string(::getpid()));
+    fs::create_directories(dir);
+    auto list = std::make_unique<CameraListV4L2>(dir, dir / "by-id", false);
+    const auto mainThread = std::this_thread::get_id();
+    int calls = 0;
+    bool onMain = true;
+    list->addChangeHandler([&] {
+        ++calls;
+        onMain = onMain && std::this_thread::get_id() == mainThread;
+    });
+    std::thread([&] { list->rescan(); }).join(); // as the udev watch does on an event
+    EXPECT_EQ(calls, 0);
+    EXPECT_TRUE(test::waitUntil([&] { return calls == 1; }, 2s));
+    EXPECT_TRUE(onMain);
+
+    // A rescan whose delivery finds the list gone does nothing.
+    std::thread([&] { list->rescan(); }).join();
+    list.reset();
+    test::runMainLoopFor(50ms);
+    EXPECT_EQ(calls, 1);
     fs::remove_all(dir);
 }
 
