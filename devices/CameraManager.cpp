@@ -37,7 +37,10 @@ void CameraManager::startCapture(const std::string& cameraID) {
     std::optional<AVCaptureDevice> device;
     if (!cameraID.empty())
         for (const auto& candidate : cameras_->devices())
-            if (candidate.uniqueID == cameraID) device = candidate;
+            if (candidate.uniqueID == cameraID) {
+                device = candidate;
+                break;
+            }
     if (!device) device = cameras_->defaultDevice();
     if (!device) {
         printLine("⚠️ Webカメラが見つかりません");

@@ -23,11 +23,16 @@ void CameraPreviewItem::setSession(std::shared_ptr<AVCaptureSession> session) {
     detach();
     session_ = std::move(session);
     if (session_) {
-        sinkToken_ =
-            session_->addPreviewSink([inbox = inbox_](const CVPixelBufferRef& picture, bool pictureMirrored) {
+        const int generation = [this] {
+            std::lock_guard guard(inbox_->mutex);
+            return inbox_->generation;
+        }();
+        sinkToken_ = session_->addPreviewSink(
+            [inbox = inbox_, generation](const CVPixelBufferRef& picture, bool pictureMirrored) {
                 bool queue = false;
                 {
                     std::lock_guard guard(inbox->mutex);
+                    if (inbox->generation != generation) return;
                     inbox->picture = picture;
                     inbox->pictureMirrored = pictureMirrored;
                     // One repaint request at a time; it takes whatever is newest then.
@@ -52,6 +57,7 @@ void CameraPreviewItem::detach() {
     sinkToken_ = 0;
     std::lock_guard guard(inbox_->mutex);
     inbox_->picture.reset();
+    ++inbox_->generation;
 }
 
 void CameraPreviewItem::setMirrored(bool mirrored) {

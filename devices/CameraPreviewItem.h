@@ -52,6 +52,8 @@ private:
         CVPixelBufferRef picture;
         bool pictureMirrored = false;
         bool updateQueued = false;
+        /// Changes with each session, so that a late picture of the last one is ignored.
+        int generation = 0;
         QPointer<CameraPreviewItem> item; // read on the main thread only
     };
 

@@ -123,11 +123,14 @@ void AVCaptureSession::deliver(const CameraFrame& frame) {
     // A damaged frame is skipped; the next one may be fine.
     if (!converter_.convert(frame, mirrored, *picture, error)) return;
 
+    // The sinks run outside the lock: they take locks of their own.
+    std::vector<std::pair<int, PreviewSink>> sinks;
     {
         std::lock_guard guard(sinksMutex_);
-        for (const auto& [token, sink] : previewSinks_)
-            sink(picture, mirrored);
+        sinks = previewSinks_;
     }
+    for (const auto& [token, sink] : sinks)
+        sink(picture, mirrored);
     if (!output_->delegate_ || !output_->queue_) return;
     auto sample = CMSampleBuffer::makeVideo(std::move(picture), CMClockGetHostTime());
     deliveryPending_->store(true);

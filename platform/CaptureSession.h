@@ -124,6 +124,7 @@ public:
     /// The sink must not block.
     using PreviewSink = std::function<void(const CVPixelBufferRef& picture, bool mirrored)>;
     int addPreviewSink(PreviewSink sink);
+    /// A picture already on its way may still reach the sink once.
     void removePreviewSink(int token);
 
 private:
