@@ -27,6 +27,8 @@ packages=(
   pulseaudio pulseaudio-utils
   # test services: a virtual X server and xrandr to add and remove monitors
   xvfb x11-xserver-utils
+  # input: XInput2 raw events, XKB state and layouts, XTest for tests that type and click
+  libxcb-xinput-dev libxcb-xkb-dev libxcb-xtest0-dev libxkbcommon-dev libxkbcommon-x11-dev xkb-data xdotool
 )
 
 missing=()
