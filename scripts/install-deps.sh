@@ -29,6 +29,8 @@ packages=(
   xvfb x11-xserver-utils
   # input: XInput2 raw events, XKB state and layouts, XTest for tests that type and click
   libxcb-xinput-dev libxcb-xkb-dev libxcb-xtest0-dev libxkbcommon-dev libxkbcommon-x11-dev xkb-data xdotool
+  # accessibility: AT-SPI2 client library; a GTK3 window from Debian's python for its tests
+  libatspi2.0-dev python3-gi gir1.2-gtk-3.0
 )
 
 missing=()
