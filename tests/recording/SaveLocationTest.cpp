@@ -10,7 +10,7 @@
 #include <QDateTime>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <regex>
+#include <optional>
 
 using namespace vantrel;
 namespace fs = std::filesystem;
@@ -160,15 +160,21 @@ TEST_F(SaveLocationTest, AWritableFolderIsAccessedOnceAndBothFilesShareTheTimest
     stopAccessingSecurityScopedResource(*files.scopedDirectoryURL);
     EXPECT_EQ(activeSecurityScopedAccessCount(settings.saveDirectoryURL), 0);
 
-    const std::regex zoomed(R"(Vantrel_(\d{4}-\d\d-\d\d_\d\d-\d\d-\d\d)_Zoomed\.mp4)");
-    const std::regex full(R"(Vantrel_(\d{4}-\d\d-\d\d_\d\d-\d\d-\d\d)_FullScreen\.mp4)");
-    std::smatch a, b;
-    const std::string zoomedName = files.zoomedURL.path.filename().string();
-    const std::string fullName = files.fullURL->path.filename().string();
-    ASSERT_TRUE(std::regex_match(zoomedName, a, zoomed));
-    ASSERT_TRUE(std::regex_match(fullName, b, full));
-    EXPECT_EQ(a[1].str(), b[1].str());
-    // The stamp is local time now.
-    const QDateTime stamp = QDateTime::fromString(QString::fromStdString(a[1].str()), "yyyy-MM-dd_HH-mm-ss");
+    // Vantrel_<yyyy-MM-dd_HH-mm-ss>_Zoomed.mp4 and _FullScreen.mp4, one stamp for both.
+    auto stampOf = [](const std::string& name, const std::string& suffix) -> std::optional<std::string> {
+        const std::string prefix = "Vantrel_";
+        if (name.size() != prefix.size() + 19 + suffix.size() || name.rfind(prefix, 0) != 0 ||
+            name.compare(name.size() - suffix.size(), suffix.size(), suffix) != 0)
+            return std::nullopt;
+        return name.substr(prefix.size(), 19);
+    };
+    const auto zoomedStamp = stampOf(files.zoomedURL.path.filename().string(), "_Zoomed.mp4");
+    const auto fullStamp = stampOf(files.fullURL->path.filename().string(), "_FullScreen.mp4");
+    ASSERT_TRUE(zoomedStamp && fullStamp);
+    EXPECT_EQ(*zoomedStamp, *fullStamp);
+    // The stamp is local time now, in exactly that format.
+    const QDateTime stamp =
+        QDateTime::fromString(QString::fromStdString(*zoomedStamp), "yyyy-MM-dd_HH-mm-ss");
+    ASSERT_TRUE(stamp.isValid()) << *zoomedStamp;
     EXPECT_LE(std::abs(stamp.secsTo(QDateTime::currentDateTime())), 5);
 }
