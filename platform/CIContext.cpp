@@ -20,6 +20,9 @@ namespace {
 // that a bitmap placed at an integer offset is copied, not resampled.
 constexpr double kPixelSnap = 1e-6;
 
+// From this sigma (in output pixels) on, a blur is made at half resolution.
+constexpr double kHalfResolutionBlurSigma = 4.0;
+
 bool isWhole(double v) {
     return std::abs(v - std::round(v)) < kPixelSnap;
 }
@@ -209,6 +212,7 @@ private:
             // outside still bleeds in. The blur is round: a frame scaled
             // unevenly blurs by the mean of its two scales.
             const double sigma = blur->sigma * (t.a + std::abs(t.d)) / 2;
+            if (sigma >= kHalfResolutionBlurSigma) return renderWideBlur(*blur->input, t, sigma, out);
             const int margin = std::max(pixel_ops::blurReach(sigma), static_cast<int>(std::ceil(3 * sigma)));
             const int mx = margin, my = margin;
             Scratch wide(*this, all.width() + 2 * mx, all.height() + 2 * my);
@@ -219,6 +223,24 @@ private:
         } else {
             pixel_ops::clear(out.surface, all);
         }
+    }
+
+    // A wide blur is made at half the resolution, a quarter of the work, and
+    // scaled back: nothing it keeps is finer than a pixel of the half picture.
+    void renderWideBlur(const Node& input, const CGAffineTransform& t, double sigma, Scratch& out) {
+        const PixelRect all = out.surface.bounds();
+        const double halfSigma = sigma / 2;
+        const int margin =
+            std::max(pixel_ops::blurReach(halfSigma), static_cast<int>(std::ceil(3 * halfSigma)));
+        Scratch half(*this, (all.width() + 1) / 2 + 2 * margin, (all.height() + 1) / 2 + 2 * margin);
+        renderInto(&input,
+                   t.concatenating(CGAffineTransform::makeScale(0.5, 0.5))
+                       .concatenating(CGAffineTransform::makeTranslation(margin, margin)),
+                   half.surface, half.surface.bounds());
+        pixel_ops::gaussianBlur(half.surface, halfSigma, half.blurWork());
+        const PixelRect placed{-2 * margin, -2 * margin, 2 * (half.surface.width - margin),
+                               2 * (half.surface.height - margin)};
+        scaleInto(half.surface, placed, out.surface, all, 0, 0);
     }
 
     std::vector<Layer> layers_;
