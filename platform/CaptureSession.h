@@ -14,6 +14,7 @@
 #include "CameraFrameConverter.h"
 #include "CameraStream.h"
 #include "DispatchQueue.h"
+#include "NSError.h"
 #include "NotificationCenter.h"
 #include "SampleBuffer.h"
 
@@ -32,10 +33,6 @@ inline const std::string AVCaptureSessionErrorKey = "AVCaptureSessionErrorKey";
 
 /// "Medium": 640x480, or the nearest size the camera offers, at up to 30 frames a second.
 enum class AVCaptureSessionPreset { medium };
-
-struct NSError {
-    std::string localizedDescription;
-};
 
 class AVCaptureDeviceInput {
 public:
