@@ -25,6 +25,10 @@ packages=(
   linux-libc-dev libudev-dev libpulse-dev libavcodec-dev libavutil-dev qt6-declarative-dev
   # test sound server: a PulseAudio daemon with null sinks, pactl to change it
   pulseaudio pulseaudio-utils
+  # recording: screen grabs with the pointer and our own windows left out,
+  # HEVC and AAC muxed into MP4; ffmpeg/ffprobe for tests and the benchmark
+  libxcb-xfixes0-dev libxcb-composite0-dev libxcb-res0-dev
+  libavformat-dev libswresample-dev ffmpeg
   # test services: a virtual X server and xrandr to add and remove monitors
   xvfb x11-xserver-utils
   # input: XInput2 raw events, XKB state and layouts, XTest for tests that type and click
