@@ -9,6 +9,7 @@
 
 #include "DisplayList.h"
 #include "Geometry.h"
+#include "RunningApplication.h"
 #include "SharedTypes.h"
 
 #include <QCoro/QCoroTask>
@@ -32,9 +33,11 @@ struct SCDisplay {
 
 struct SCShareableContent {
     std::vector<SCDisplay> displays;
+    /// The processes that own top-level windows now (ScreenCaptureService::applications()).
+    std::vector<SCRunningApplication> applications;
 
-    /// The displays now, in the server's order. Throws DisplayServiceError
-    /// when the display server cannot be asked. Main thread.
+    /// The displays and applications now, in the server's order. Throws
+    /// DisplayServiceError when the display server cannot be asked. Main thread.
     static QCoro::Task<SCShareableContent> getShareableContent(bool excludingDesktopWindows,
                                                                bool onScreenWindowsOnly);
 };

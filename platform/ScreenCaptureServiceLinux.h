@@ -9,7 +9,6 @@ namespace vantrel {
 
 class ScreenCaptureServiceLinux final : public ScreenCaptureService {
 public:
-    std::vector<SCDisplay> displays() override;
     std::vector<SCRunningApplication> applications() override;
     std::unique_ptr<ScreenFrameSource> makeFrameSource(const SCContentFilter& filter,
                                                        const SCStreamConfiguration& configuration,

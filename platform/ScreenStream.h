@@ -16,7 +16,9 @@
 
 #include "CMTime.h"
 #include "DispatchQueue.h"
+#include "Displays.h"
 #include "Geometry.h"
+#include "RunningApplication.h"
 #include "NSError.h"
 #include "SampleBuffer.h"
 #include "SharedTypes.h"
@@ -40,35 +42,8 @@ struct SCStreamException : std::exception {
     const char* what() const noexcept override { return error.localizedDescription.c_str(); }
 };
 
-struct SCDisplay {
-    CGDirectDisplayID displayID = 0;
-    /// Pixels, as the server reports them; no scale factor.
-    int width = 0;
-    int height = 0;
-    /// Where the display lies in the root window: origin top left, y down.
-    CGRect rootFrame;
-};
-
-/// A top-level window of a running application.
-struct SCWindow {
-    uint32_t windowID = 0;
-};
-
-struct SCRunningApplication {
-    pid_t processID = 0;
-    std::string applicationName;
-    /// Its top-level windows, the ones left out when the application is excluded.
-    std::vector<SCWindow> windows;
-};
-
-struct SCShareableContent {
-    std::vector<SCDisplay> displays;
-    std::vector<SCRunningApplication> applications;
-
-    /// Asks the service; throws SCStreamException when it cannot be asked.
-    static QCoro::Task<SCShareableContent>
-    getShareableContentExcludingDesktopWindows(bool excludingDesktopWindows, bool onScreenWindowsOnly);
-};
+// SCDisplay and SCShareableContent (displays and applications) are in
+// Displays.h; SCRunningApplication and SCWindow in RunningApplication.h.
 
 class SCContentFilter {
 public:
@@ -148,8 +123,7 @@ public:
 class ScreenCaptureService {
 public:
     virtual ~ScreenCaptureService() = default;
-    /// Throws SCStreamException when the display server cannot be asked.
-    virtual std::vector<SCDisplay> displays() = 0;
+    /// The processes that own top-level windows; empty when the server cannot be asked.
     virtual std::vector<SCRunningApplication> applications() = 0;
     /// Null with `error` set when the display cannot be grabbed.
     virtual std::unique_ptr<ScreenFrameSource> makeFrameSource(const SCContentFilter& filter,
