@@ -14,6 +14,7 @@
 //
 // Threads: everything but the sample delivery on the main thread.
 
+#include "CIContext.h"
 #include "CMTime.h"
 #include "DispatchQueue.h"
 #include "Displays.h"
@@ -60,15 +61,13 @@ private:
     std::vector<SCWindow> excepted_;
 };
 
-inline const std::string kCGColorSpaceDisplayP3 = "kCGColorSpaceDisplayP3";
-
 struct SCStreamConfiguration {
     int width = 0;
     int height = 0;
     bool showsCursor = true;
     CMTime minimumFrameInterval = CMTime::zero();
     uint32_t pixelFormat = kCVPixelFormatType_32BGRA;
-    std::string colorSpaceName;
+    CGColorSpaceName colorSpaceName = kCGColorSpaceSRGB;
     bool capturesAudio = false;
     bool excludesCurrentProcessAudio = false;
     int sampleRate = 48000;
