@@ -1,0 +1,97 @@
+// Building the writers of one recording.
+
+#include "ScreenRecorder.h"
+
+#include "recording/RecordingOutputSettings.h"
+#include "recording/SaveLocation.h"
+
+#include "platform/ConsoleLine.h"
+#include "platform/SecurityScopedBookmark.h"
+
+namespace vantrel {
+
+namespace {
+
+struct WriterSet {
+    std::shared_ptr<AVAssetWriter> writer;
+    std::shared_ptr<AVAssetWriterInput> videoInput;
+    std::shared_ptr<AVAssetWriterInput> systemAudioInput;
+    std::shared_ptr<AVAssetWriterInput> micAudioInput;
+    std::shared_ptr<AVAssetWriterInputPixelBufferAdaptor> adaptor;
+};
+
+std::shared_ptr<AVAssetWriterInput> makeInput(AVMediaType mediaType, AVOutputSettings settings) {
+    auto input = AVAssetWriterInput::initWithMediaType(mediaType, std::move(settings));
+    if (input) input->expectsMediaDataInRealTime = true;
+    return input;
+}
+
+/// A writer with its inputs added and writing; absent with `error` set when
+/// the file cannot be created.
+std::optional<WriterSet> makeWriterSet(const URL& url, const AppSettingsSnapshot& settings,
+                                       const VideoOutputSettings& videoSettings,
+                                       const PixelBufferAttributes& attributes,
+                                       const std::optional<AudioOutputSettings>& audioSettings, NSError& error) {
+    WriterSet set;
+    set.writer = AVAssetWriter::initWithURL(url, AVFileType::mpeg4, &error);
+    if (!set.writer) return std::nullopt;
+
+    set.videoInput = makeInput(AVMediaType::video, videoSettings);
+    set.adaptor = AVAssetWriterInputPixelBufferAdaptor::initWithAssetWriterInput(set.videoInput, attributes);
+    if (settings.enableSystemAudio && audioSettings)
+        set.systemAudioInput = makeInput(AVMediaType::audio, *audioSettings);
+    if (settings.enableMicAudio && audioSettings) set.micAudioInput = makeInput(AVMediaType::audio, *audioSettings);
+
+    // An input that cannot be added is left out without a word; the file has one track less.
+    for (const auto& input : {set.videoInput, set.systemAudioInput, set.micAudioInput})
+        if (input && set.writer->canAddInput(*input)) set.writer->addInput(input);
+    set.writer->startWriting();
+    return set;
+}
+
+} // namespace
+
+std::shared_ptr<RecordingPipeline> ScreenRecorder::makePipeline(int width, int height,
+                                                                const AppSettingsSnapshot& settings,
+                                                                std::shared_ptr<VideoProcessor> videoProcessor) {
+    const auto files = chooseRecordingFiles(settings, *bookmarkManager);
+
+    const auto videoSettings = recordingVideoSettings(width, height);
+    const auto attributes = recordingPixelBufferAttributes(width, height);
+    std::optional<AudioOutputSettings> audioSettings;
+    if (settings.enableMicAudio || settings.enableSystemAudio) audioSettings = recordingAudioSettings();
+
+    NSError error;
+    auto zoomed = makeWriterSet(files.zoomedURL, settings, videoSettings, attributes, audioSettings, error);
+    std::optional<WriterSet> full;
+    if (zoomed && files.fullURL) {
+        full = makeWriterSet(*files.fullURL, settings, videoSettings, attributes, audioSettings, error);
+        // The zoomed writer has begun already; a recording that never
+        // starts leaves no file and no open folder access behind.
+        if (!full) zoomed->writer->cancelWriting();
+    }
+    if (!zoomed || (files.fullURL && !full)) {
+        if (files.scopedDirectoryURL) stopAccessingSecurityScopedResource(*files.scopedDirectoryURL);
+        printLine("Failed to setup asset writer: " + error.localizedDescription);
+        return nullptr;
+    }
+
+    auto pipeline = std::make_shared<RecordingPipeline>(settings);
+    pipeline->videoProcessor = std::move(videoProcessor);
+    pipeline->scopedDirectoryURL = files.scopedDirectoryURL;
+    pipeline->zoomedAssetWriter = zoomed->writer;
+    pipeline->zoomedVideoInput = zoomed->videoInput;
+    pipeline->zoomedSystemAudioInput = zoomed->systemAudioInput;
+    pipeline->zoomedMicAudioInput = zoomed->micAudioInput;
+    pipeline->zoomedPixelBufferAdaptor = zoomed->adaptor;
+    if (full) {
+        pipeline->fullAssetWriter = full->writer;
+        pipeline->fullVideoInput = full->videoInput;
+        pipeline->fullSystemAudioInput = full->systemAudioInput;
+        pipeline->fullMicAudioInput = full->micAudioInput;
+        pipeline->fullPixelBufferAdaptor = full->adaptor;
+    }
+    return pipeline;
+}
+
+} // namespace vantrel
