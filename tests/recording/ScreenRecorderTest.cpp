@@ -1,0 +1,340 @@
+// The recorder's session rules and time model, against the real stream,
+// writers and files, with a capture service, devices and settings of the
+// test's own.
+#include "recording/ScreenRecorder.h"
+
+#include "FakeCapture.h"
+#include "platform/DisplayList.h"
+#include "platform/Displays.h"
+#include "platform/PrivacyAccess.h"
+#include "settings/AppSettings.h"
+#include "tests/support/MediaProbe.h"
+#include "tests/support/TestServices.h"
+
+#include <QCoro/QCoroTask>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace vantrel;
+using namespace vantrel::test;
+using namespace std::chrono_literals;
+namespace fs = std::filesystem;
+
+namespace {
+
+struct SettingsFake final : AppSettingsProvider {
+    AppSettingsSnapshot snapshot;
+    AppSettingsSnapshot makeSnapshot() override { return snapshot; }
+};
+
+struct PermissionsFake final : PermissionsProvider {
+    bool cameraAllowed = true;
+    bool checkAllPermissions() override { return true; }
+    bool requestScreenRecordingPermission() override { return true; }
+    bool requestAccessibilityPermission() override { return true; }
+    QCoro::Task<bool> requestCameraPermission() override { co_return cameraAllowed; }
+};
+
+struct BookmarksFake final : BookmarkProvider {
+    URL documents;
+    URL getDefaultDirectoryURL() override { return documents; }
+};
+
+template <typename T>
+T wait(QCoro::Task<T>&& task) {
+    return QCoro::waitFor(std::move(task));
+}
+
+class ScreenRecorderTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        qtApp();
+        displays->setMonitors({{"DP-1", "", CGRect{{0, 0}, {640, 360}}, true},
+                               {"HDMI-1", "", CGRect{{640, 0}, {320, 240}}, false}});
+        DisplayList::setShared(displays);
+        screenAccess->granted = true;
+        ScreenCaptureAccess::setShared(screenAccess);
+        trust->trusted = true;
+        AccessibilityTrust::setShared(trust);
+        ScreenCaptureService::setShared(capture);
+        mics->setDevices({{"mic-1", "Desk microphone", AVMediaType::audio, "mic-1"}}, "mic-1");
+        CaptureDeviceList::setShared(AVMediaType::audio, mics);
+        CaptureDeviceList::setShared(AVMediaType::video, cameras);
+        AVCaptureAudioSession::setSourceFactory([this](const AVCaptureDevice&) {
+            return std::make_unique<FakeCaptureService::QuietSource>(micGoesAway);
+        });
+
+        out = home.home() / "out";
+        fs::create_directories(out);
+        bookmarks->documents = URL{home.home() / "Documents"};
+        fs::create_directories(bookmarks->documents.path);
+        settings->snapshot.saveDirectoryURL = URL{out};
+        settings->snapshot.selectedDisplayID = displayIDForMonitorName("DP-1");
+        settings->snapshot.openFinderAfterRecording = false;
+        recorder = ScreenRecorder::create(settings, permissions, bookmarks);
+    }
+
+    void TearDown() override {
+        if (recorder->isCurrentlyRecording()) wait(recorder->stopRecording());
+        wait(recorder->cancelPreparedRecording());
+        recorder.reset();
+        AVCaptureAudioSession::setSourceFactory({});
+        ScreenCaptureService::setShared(nullptr);
+        DisplayList::setShared(nullptr);
+    }
+
+    std::vector<fs::path> filesIn(const fs::path& folder) const {
+        std::vector<fs::path> found;
+        for (const auto& entry : fs::directory_iterator(folder))
+            if (entry.is_regular_file()) found.push_back(entry.path());
+        return found;
+    }
+
+    /// Hands a sample to the recorder on its sample queue, once the video
+    /// inputs can take it, as the stream would.
+    void feed(const CMSampleBufferRef& sample, SCStreamOutputType type) {
+        if (auto pipeline = recorder->currentPipeline(); pipeline && type == SCStreamOutputType::screen) {
+            for (const auto& input : {pipeline->zoomedVideoInput, pipeline->fullVideoInput})
+                while (input && !input->isReadyForMoreMediaData())
+                    std::this_thread::sleep_for(2ms);
+        }
+        recorder->outputQueue->sync([&] { recorder->handleStreamSample(sample, type); });
+    }
+
+    CMSampleBufferRef frameAt(CMTime time) {
+        auto picture = CVPixelBuffer::create(640, 360);
+        std::memset(picture->baseAddress(), 0x80, picture->bytesPerRow() * 360);
+        return CMSampleBuffer::makeVideo(picture, time);
+    }
+
+    static CMSampleBufferRef soundAt(CMTime time, double seconds = 0.02) {
+        const size_t frames = size_t(48000 * seconds);
+        return CMSampleBuffer::makeAudio({48000, 2}, std::vector<float>(frames * 2, 0.1f),
+                                         {{CMTimeMake(int64_t(frames), 48000), time, CMTime::invalid()}});
+    }
+
+    TempHome home;
+    fs::path out;
+    std::shared_ptr<DisplayListFake> displays = std::make_shared<DisplayListFake>();
+    std::shared_ptr<ScreenCaptureAccessFake> screenAccess = std::make_shared<ScreenCaptureAccessFake>();
+    std::shared_ptr<AccessibilityTrustFake> trust = std::make_shared<AccessibilityTrustFake>();
+    std::shared_ptr<FakeCaptureService> capture = std::make_shared<FakeCaptureService>();
+    std::shared_ptr<CaptureDeviceListFake> mics = std::make_shared<CaptureDeviceListFake>();
+    std::shared_ptr<CaptureDeviceListFake> cameras = std::make_shared<CaptureDeviceListFake>();
+    std::shared_ptr<SettingsFake> settings = std::make_shared<SettingsFake>();
+    std::shared_ptr<PermissionsFake> permissions = std::make_shared<PermissionsFake>();
+    std::shared_ptr<BookmarksFake> bookmarks = std::make_shared<BookmarksFake>();
+    bool micGoesAway = false;
+    std::shared_ptr<ScreenRecorder> recorder;
+};
+
+} // namespace
+
+TEST_F(ScreenRecorderTest, PreparationRunsTheStreamWhileIdleAndKeepsItsSnapshot) {
+    const auto fresh = recorder->sessionStateSnapshot();
+    EXPECT_EQ(fresh.recordingState, RecordingState::idle);
+    EXPECT_EQ(fresh.totalPausedDuration, CMTime::zero());
+    EXPECT_FALSE(fresh.pipeline || fresh.preparedStreamContainer || fresh.activeStreamContainer);
+
+    settings->snapshot.enableMicAudio = true;
+    wait(recorder->prepareRecording());
+    const auto prepared = recorder->sessionStateSnapshot();
+    ASSERT_TRUE(prepared.preparedStreamContainer && prepared.pipeline);
+    EXPECT_EQ(prepared.recordingState, RecordingState::idle);
+    EXPECT_TRUE(prepared.preparedStreamContainer->stream->isRunning());
+
+    // A second preparation, a stop, a pause: all ignored while idle.
+    settings->snapshot.enableMicAudio = false;
+    wait(recorder->prepareRecording());
+    wait(recorder->stopRecording());
+    recorder->pause();
+    EXPECT_EQ(recorder->currentPipeline(), prepared.pipeline);
+    EXPECT_FALSE(recorder->isPaused());
+    EXPECT_TRUE(prepared.preparedStreamContainer->stream->isRunning());
+
+    // The countdown's samples were discarded; the microphone of the
+    // preparation's snapshot starts although the setting went off meanwhile.
+    wait(recorder->startRecording());
+    EXPECT_TRUE(recorder->isCurrentlyRecording());
+    EXPECT_TRUE(recorder->micCaptureSession);
+    EXPECT_FALSE(recorder->sessionStateSnapshot().preparedStreamContainer);
+    wait(recorder->startRecording()); // a second start changes nothing
+    EXPECT_EQ(recorder->currentPipeline(), prepared.pipeline);
+
+    waitUntil([&] { return prepared.pipeline->zoomedVideoInput->appendedCount() > 5; }, 5s);
+    wait(recorder->stopRecording());
+    EXPECT_FALSE(recorder->isCurrentlyRecording());
+    EXPECT_FALSE(recorder->sessionStateSnapshot().isStopTriggeredByFailure);
+    EXPECT_FALSE(prepared.preparedStreamContainer->stream->isRunning());
+    const auto files = filesIn(out);
+    ASSERT_EQ(files.size(), 1u);
+    const auto probe = probeMedia(files[0]);
+    ASSERT_FALSE(probe.is_null());
+    // The snapshot of preparation: video, system audio, microphone.
+    EXPECT_EQ(streamsOfType(probe, "audio").size(), 2u);
+    EXPECT_EQ(streamsOfType(probe, "video")[0]["width"], 640);
+}
+
+TEST_F(ScreenRecorderTest, CancellingAPreparationLeavesNoFileAndStopsTheStream) {
+    settings->snapshot.saveFullScreenBackup = true;
+    wait(recorder->prepareRecording());
+    const auto stream = recorder->sessionStateSnapshot().preparedStreamContainer->stream;
+    wait(recorder->cancelPreparedRecording());
+    EXPECT_FALSE(stream->isRunning());
+    EXPECT_FALSE(recorder->currentPipeline());
+    EXPECT_TRUE(filesIn(out).empty());
+}
+
+TEST_F(ScreenRecorderTest, NothingIsBuiltWithoutPermissionDisplayOrWritableFiles) {
+    screenAccess->granted = false;
+    wait(recorder->startRecording());
+    EXPECT_FALSE(recorder->isCurrentlyRecording());
+
+    // Accessibility matters only for the overlays that read input.
+    screenAccess->granted = true;
+    trust->trusted = false;
+    settings->snapshot.showMouseClicks = true;
+    wait(recorder->prepareRecording());
+    EXPECT_FALSE(recorder->currentPipeline());
+    settings->snapshot.showMouseClicks = false;
+    settings->snapshot.enableAutoZoom = true;
+    wait(recorder->prepareRecording());
+    EXPECT_TRUE(recorder->currentPipeline());
+    wait(recorder->cancelPreparedRecording());
+
+    displays->setMonitors({});
+    wait(recorder->prepareRecording());
+    EXPECT_FALSE(recorder->currentPipeline());
+    EXPECT_EQ(capture->frameSourcesMade, 1);
+    EXPECT_TRUE(filesIn(out).empty());
+}
+
+TEST_F(ScreenRecorderTest, AnUnpluggedDisplayIsReplacedByTheFirstWithItsSize) {
+    settings->snapshot.selectedDisplayID = displayIDForMonitorName("DP-9");
+    settings->snapshot.enableSystemAudio = false;
+    wait(recorder->prepareRecording());
+    ASSERT_TRUE(recorder->currentPipeline());
+    EXPECT_EQ(capture->lastConfiguration.width, 640);
+    EXPECT_EQ(capture->lastConfiguration.height, 360);
+    EXPECT_FALSE(capture->lastConfiguration.capturesAudio);
+    EXPECT_FALSE(recorder->currentPipeline()->zoomedSystemAudioInput);
+
+    // The chosen one when it is there; our own process's windows left out.
+    wait(recorder->cancelPreparedRecording());
+    capture->runningApplications = {{getpid(), "us", {{11}}}, {getpid() + 1, "them", {{12}}}};
+    settings->snapshot.selectedDisplayID = displayIDForMonitorName("HDMI-1");
+    wait(recorder->prepareRecording());
+    EXPECT_EQ(capture->lastConfiguration.width, 320);
+    ASSERT_EQ(capture->lastFilterExcluded.size(), 1u);
+    EXPECT_EQ(capture->lastFilterExcluded[0].processID, getpid());
+}
+
+TEST_F(ScreenRecorderTest, MissingDevicesAreReportedMicrophoneFirst) {
+    settings->snapshot.enableMicAudio = true;
+    settings->snapshot.showWebcam = true;
+    mics->setDevices({});
+    try {
+        wait(recorder->prepareRecording());
+        FAIL() << "no error for a missing microphone";
+    } catch (const ScreenRecorderError& error) {
+        ASSERT_EQ(error.errorCase(), ScreenRecorderError::Case::deviceNotFound);
+        EXPECT_EQ(error.localizedDescription(), "Microphone not found.\nRecord without microphone audio?");
+    }
+    // A stored microphone that is gone is fine while a default exists.
+    mics->setDevices({{"usb-mic", "USB", AVMediaType::audio, "usb-mic"}}, "usb-mic");
+    settings->snapshot.selectedMicID = "gone-mic";
+    try {
+        recorder->validateDevices(settings->snapshot);
+        FAIL() << "no error for a missing webcam";
+    } catch (const ScreenRecorderError& error) {
+        EXPECT_EQ(error.localizedDescription(), "Webcam not found.\nRecord without webcam overlay?");
+    }
+    settings->snapshot.showWebcam = false;
+    EXPECT_NO_THROW(recorder->validateDevices(settings->snapshot));
+    EXPECT_FALSE(recorder->currentPipeline());
+}
+
+TEST_F(ScreenRecorderTest, PausesCloseUpInTheFileAndTheFirstStreamSampleStartsIt) {
+    capture->silent = true;
+    settings->snapshot.saveFullScreenBackup = true;
+    settings->snapshot.enableMicAudio = true;
+    wait(recorder->startRecording());
+    ASSERT_TRUE(recorder->isCurrentlyRecording());
+    const auto pipeline = recorder->currentPipeline();
+
+    // A microphone sample before any stream sample cannot start the file.
+    const CMTime start = CMClockGetHostTime();
+    recorder->micCaptureQueue->sync([&] { recorder->handleMicSample(soundAt(start)); });
+    EXPECT_EQ(pipeline->zoomedMicAudioInput->appendedCount(), 0u);
+    EXPECT_FALSE(recorder->sessionStateSnapshot().sessionStartTime.isValid());
+
+    // The first stream sample, here a sound, starts the session at its own time.
+    feed(soundAt(start), SCStreamOutputType::audio);
+    EXPECT_EQ(recorder->sessionStateSnapshot().sessionStartTime, start);
+    for (int k = 0; k < 30; ++k)
+        feed(frameAt(start + CMTimeMake(k, 30)), SCStreamOutputType::screen);
+    // A late frame, from before the start, is dropped.
+    feed(frameAt(start - CMTimeMake(1, 10)), SCStreamOutputType::screen);
+
+    // A pause of two seconds: samples arriving meanwhile are discarded, and
+    // what comes after is moved back by the pause.
+    recorder->pause();
+    feed(frameAt(start + CMTimeMake(40, 30)), SCStreamOutputType::screen);
+    recorder->stateLock.withLock([](RecordingSessionState& s) {
+        s.recordingState = RecordingState::recording;
+        s.pauseStartTime = CMTime::invalid();
+        s.totalPausedDuration = CMTimeMake(2, 1);
+    });
+    for (int k = 30; k < 60; ++k)
+        feed(frameAt(start + CMTimeMake(2, 1) + CMTimeMake(k, 30)), SCStreamOutputType::screen);
+    recorder->micCaptureQueue->sync(
+        [&] { recorder->handleMicSample(soundAt(start + CMTimeMake(2, 1) + CMTimeMake(1, 2))); });
+    EXPECT_EQ(pipeline->zoomedMicAudioInput->appendedCount(), 1u);
+    EXPECT_EQ(pipeline->fullMicAudioInput->appendedCount(), 1u);
+    wait(recorder->stopRecording());
+
+    const auto files = filesIn(out);
+    ASSERT_EQ(files.size(), 2u);
+    for (const auto& file : files) {
+        SCOPED_TRACE(file.string());
+        auto times = videoPacketTimes(file);
+        std::sort(times.begin(), times.end());
+        ASSERT_EQ(times.size(), 60u);
+        for (int k = 0; k < 60; ++k)
+            EXPECT_NEAR(times[size_t(k)], k / 30.0, 0.002) << "frame " << k;
+    }
+}
+
+TEST_F(ScreenRecorderTest, AMicrophoneThatGoesAwayPausesTheRecordingUntilTheUserResumes) {
+    settings->snapshot.enableMicAudio = true;
+    micGoesAway = true;
+    wait(recorder->startRecording());
+    ASSERT_TRUE(waitUntil([&] { return recorder->isPaused(); }, 3s));
+    EXPECT_TRUE(recorder->isCurrentlyRecording());
+    // The shell still thinks it records: its pause finds paused, its next request resumes.
+    recorder->pause();
+    EXPECT_TRUE(recorder->isPaused());
+    recorder->resume();
+    EXPECT_FALSE(recorder->isPaused());
+    EXPECT_GT(recorder->sessionStateSnapshot().totalPausedDuration, CMTime::zero());
+    wait(recorder->stopRecording());
+    EXPECT_TRUE(recorder->micSessionObservers.empty());
+    EXPECT_TRUE(waitUntil([&] { return !recorder->micCaptureSession; }, 2s));
+}
+
+TEST(RetimedSampleBuffer, MovesEveryTimeBackAndGivesNothingWithoutTiming) {
+    const auto sample = CMSampleBuffer::makeAudio(
+        {48000, 2}, std::vector<float>(960, 0.f),
+        {{CMTimeMake(480, 48000), CMTimeMake(10, 1), CMTimeMake(9, 1)}});
+    const auto moved = ScreenRecorder::retimedSampleBuffer(sample, CMTimeMake(3, 1));
+    ASSERT_TRUE(moved);
+    EXPECT_EQ(moved->presentationTimeStamp(), CMTimeMake(7, 1));
+    EXPECT_EQ(moved->timing()[0].decodeTimeStamp, CMTimeMake(6, 1));
+    EXPECT_EQ(moved->timing()[0].duration, CMTimeMake(480, 48000));
+    EXPECT_EQ(moved->pcm().data(), sample->pcm().data()) << "the sound itself is shared, not copied";
+
+    const auto untimed = CMSampleBuffer::makeAudio({48000, 2}, std::vector<float>(2, 0.f), {});
+    EXPECT_FALSE(ScreenRecorder::retimedSampleBuffer(untimed, CMTimeMake(1, 1)));
+}
