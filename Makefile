@@ -4,7 +4,7 @@ TEST_DIR     := build/sanitize
 GENERATOR    := Ninja
 JOBS         ?= $(shell nproc)
 
-.PHONY: all deps build run test bench clean
+.PHONY: all deps build run demo test bench clean
 
 all: build
 
@@ -22,6 +22,11 @@ build: $(BUILD_DIR)/build.ninja
 
 run: deps
 	@$(MAKE) --no-print-directory build
+	@bash scripts/run-record.sh $(BUILD_DIR)/bin
+
+# The frame engine's built-in demo, rendered to build/demo/.
+demo: deps
+	@$(MAKE) --no-print-directory build
 	@bash scripts/run-demo.sh $(BUILD_DIR)/bin
 
 test: deps $(TEST_DIR)/build.ninja
@@ -32,6 +37,8 @@ bench: deps
 	@$(MAKE) --no-print-directory build
 	$(BUILD_DIR)/bin/vantrel-bench-engine --size 1920x1080
 	$(BUILD_DIR)/bin/vantrel-bench-engine --size 3840x2160
+	bash scripts/with-test-services.sh $(BUILD_DIR)/bin/vantrel-bench-record
+	bash scripts/with-test-services.sh $(BUILD_DIR)/bin/vantrel-bench-record --full
 
 clean:
 	rm -rf $(BUILD_DIR)

@@ -99,8 +99,12 @@ QCoro::Task<int> RecordRun::run() {
     int status = 0;
     if (recorder_->isCurrentlyRecording()) {
         if (reason != "time") std::fprintf(stderr, "vantrel-record: %s; finishing the files\n", reason.c_str());
+        QElapsedTimer closing;
+        closing.start();
         try {
             co_await recorder_->stopRecording();
+            std::fprintf(stderr, "vantrel-record: files closed %lld ms after stop\n",
+                         static_cast<long long>(closing.elapsed()));
         } catch (const std::exception& error) {
             std::fprintf(stderr, "vantrel-record: the capture did not stop cleanly: %s\n", error.what());
             status = 1;
