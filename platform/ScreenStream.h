@@ -14,6 +14,7 @@
 //
 // Threads: everything but the sample delivery on the main thread.
 
+#include "CIContext.h"
 #include "CMTime.h"
 #include "DispatchQueue.h"
 #include "Displays.h"
@@ -25,6 +26,7 @@
 
 #include <QCoro/QCoroTask>
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -60,15 +62,13 @@ private:
     std::vector<SCWindow> excepted_;
 };
 
-inline const std::string kCGColorSpaceDisplayP3 = "kCGColorSpaceDisplayP3";
-
 struct SCStreamConfiguration {
     int width = 0;
     int height = 0;
     bool showsCursor = true;
     CMTime minimumFrameInterval = CMTime::zero();
     uint32_t pixelFormat = kCVPixelFormatType_32BGRA;
-    std::string colorSpaceName;
+    CGColorSpaceName colorSpaceName = kCGColorSpaceSRGB;
     bool capturesAudio = false;
     bool excludesCurrentProcessAudio = false;
     int sampleRate = 48000;
@@ -197,6 +197,11 @@ private:
     std::thread captureThread_;
     std::atomic<bool> running_{false};
     std::atomic<bool> stopRequested_{false};
+    // Wakes the capture thread out of its wait for the next tick.
+    std::mutex wakeMutex_;
+    std::condition_variable wake_;
+    // Set once the stream ended by itself, so that the delegate hears it once.
+    std::atomic<bool> endReported_{false};
     std::shared_ptr<std::atomic<int>> framesInFlight_ = std::make_shared<std::atomic<int>>(0);
     std::atomic<uint64_t> framesDelivered_{0};
     std::atomic<uint64_t> framesSkipped_{0};
