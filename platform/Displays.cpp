@@ -1,5 +1,7 @@
 #include "Displays.h"
 
+#include "ScreenStream.h"
+
 #include <algorithm>
 #include <set>
 
@@ -101,11 +103,13 @@ CGDirectDisplayID displayIDForMonitorName(std::string_view name) {
 }
 
 QCoro::Task<SCShareableContent> SCShareableContent::getShareableContent(bool, bool) {
-    // One round trip to the server: cheaper than a thread hop. The window
-    // options matter only for window lists, which X11 capture does not use.
+    // A few round trips to the server: cheaper than a thread hop. The window
+    // options do not apply: X11 capture grabs whole monitors, and the
+    // applications are listed so that some can be left out of the picture.
     SCShareableContent content;
     for (const Monitor& monitor : DisplayList::shared()->monitors())
         content.displays.push_back(displayFor(monitor));
+    if (auto service = ScreenCaptureService::shared()) content.applications = service->applications();
     co_return content;
 }
 

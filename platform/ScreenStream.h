@@ -26,6 +26,7 @@
 
 #include <QCoro/QCoroTask>
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -196,6 +197,11 @@ private:
     std::thread captureThread_;
     std::atomic<bool> running_{false};
     std::atomic<bool> stopRequested_{false};
+    // Wakes the capture thread out of its wait for the next tick.
+    std::mutex wakeMutex_;
+    std::condition_variable wake_;
+    // Set once the stream ended by itself, so that the delegate hears it once.
+    std::atomic<bool> endReported_{false};
     std::shared_ptr<std::atomic<int>> framesInFlight_ = std::make_shared<std::atomic<int>>(0);
     std::atomic<uint64_t> framesDelivered_{0};
     std::atomic<uint64_t> framesSkipped_{0};
