@@ -215,9 +215,9 @@ TEST(RecordTool, FailuresLeaveAClearMessageOrAPlayableFile) {
     {
         SCOPED_TRACE("the disk fills up");
         RecordingFolder folder;
-        // 300 KB is reached within the first seconds; the write fails
+        // 64 KB is reached within the first seconds; the write fails
         // instead of killing the recorder.
-        const auto result = parseResult(runCapturing("ulimit -f 300; " + toolPath().string() +
+        const auto result = parseResult(runCapturing("ulimit -f 64; " + toolPath().string() +
                                                      " --seconds 20 --out '" + folder.out.string() + "'"));
         EXPECT_EQ(result.output.exitCode, 1);
         EXPECT_NE(result.output.err.find("stopped early"), std::string::npos) << result.output.err;
