@@ -5,7 +5,9 @@
 
 namespace vantrel {
 
-std::vector<SCRunningApplication> ScreenCaptureServiceLinux::applications() { return {}; }
+std::vector<SCRunningApplication> ScreenCaptureServiceLinux::applications() {
+    return {};
+}
 
 std::unique_ptr<ScreenFrameSource> ScreenCaptureServiceLinux::makeFrameSource(const SCContentFilter&,
                                                                               const SCStreamConfiguration&,
