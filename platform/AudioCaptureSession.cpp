@@ -27,8 +27,8 @@ std::unique_ptr<AudioSampleSource> openSource(const AVCaptureDevice& device) {
 
 } // namespace
 
-std::shared_ptr<AVCaptureAudioDeviceInput> AVCaptureAudioDeviceInput::initWithDevice(const AVCaptureDevice& device,
-                                                                                     NSError* error) {
+std::shared_ptr<AVCaptureAudioDeviceInput>
+AVCaptureAudioDeviceInput::initWithDevice(const AVCaptureDevice& device, NSError* error) {
     NSError why;
     if (device.node.empty()) {
         why.localizedDescription = "The microphone \"" + device.localizedName + "\" names no audio source";
@@ -46,15 +46,21 @@ void AVCaptureAudioDataOutput::setSampleBufferDelegate(Delegate delegate, Dispat
 
 AVCaptureAudioSession::AVCaptureAudioSession() = default;
 
-AVCaptureAudioSession::~AVCaptureAudioSession() { stopRunning(); }
+AVCaptureAudioSession::~AVCaptureAudioSession() {
+    stopRunning();
+}
 
-bool AVCaptureAudioSession::canAddInput(const AVCaptureAudioDeviceInput&) const { return !input_; }
+bool AVCaptureAudioSession::canAddInput(const AVCaptureAudioDeviceInput&) const {
+    return !input_;
+}
 
 void AVCaptureAudioSession::addInput(std::shared_ptr<AVCaptureAudioDeviceInput> input) {
     if (!input_) input_ = std::move(input);
 }
 
-bool AVCaptureAudioSession::canAddOutput(const AVCaptureAudioDataOutput&) const { return !output_; }
+bool AVCaptureAudioSession::canAddOutput(const AVCaptureAudioDataOutput&) const {
+    return !output_;
+}
 
 void AVCaptureAudioSession::addOutput(std::shared_ptr<AVCaptureAudioDataOutput> output) {
     if (!output_) output_ = std::move(output);
@@ -71,11 +77,13 @@ void AVCaptureAudioSession::startRunning() {
     if (source_) source_->stop();
     source_ = openSource(input_->device());
     if (!source_) {
-        post(AVCaptureSessionRuntimeErrorNotification, "Cannot open the microphone \"" + input_->device().localizedName + "\"");
+        post(AVCaptureSessionRuntimeErrorNotification,
+             "Cannot open the microphone \"" + input_->device().localizedName + "\"");
         return;
     }
     // Copies: the output may be reconfigured only while the session is stopped.
-    auto onSample = [delegate = output_->delegate_, queue = output_->queue_](const CMSampleBufferRef& sample) {
+    auto onSample = [delegate = output_->delegate_,
+                     queue = output_->queue_](const CMSampleBufferRef& sample) {
         if (delegate && queue) queue->async([delegate, sample] { delegate(sample); });
     };
     auto onEnd = [this](const NSError& error, bool deviceGone) {

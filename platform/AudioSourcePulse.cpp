@@ -51,7 +51,8 @@ private:
     static void onStreamState(pa_stream* stream, void* userdata);
     static void onRead(pa_stream* stream, size_t bytes, void* userdata);
     static void onSourceInfo(pa_context* context, const pa_source_info* info, int eol, void* userdata);
-    static void onEvent(pa_context* context, pa_subscription_event_type_t type, uint32_t index, void* userdata);
+    static void onEvent(pa_context* context, pa_subscription_event_type_t type, uint32_t index,
+                        void* userdata);
     static void onTimeout(pa_mainloop_api* api, pa_time_event* event, const timeval* when, void* userdata);
     static void onGoneCheck(pa_context* context, const pa_source_info* info, int eol, void* userdata);
 
@@ -92,7 +93,8 @@ bool AudioSourcePulse::start(SampleHandler onSample, EndHandler onEnd, NSError& 
     if (started) {
         // Tell us when our source leaves; the stream alone may only say "killed".
         pa_context_set_subscribe_callback(context_, &AudioSourcePulse::onEvent, this);
-        pa_operation* subscribed = pa_context_subscribe(context_, PA_SUBSCRIPTION_MASK_SOURCE, nullptr, nullptr);
+        pa_operation* subscribed =
+            pa_context_subscribe(context_, PA_SUBSCRIPTION_MASK_SOURCE, nullptr, nullptr);
         if (subscribed) pa_operation_unref(subscribed);
         phase_ = Phase::running;
     } else {
@@ -113,10 +115,10 @@ bool AudioSourcePulse::start(SampleHandler onSample, EndHandler onEnd, NSError& 
 void AudioSourcePulse::stop() {
     if (!loop_) return;
     if (pa_threaded_mainloop_in_thread(loop_)) {
-        // From one of our own handlers: the lock is ours already, and the loop
-        // cannot be joined from inside; the destructor finishes the job.
+        // From one of our own handlers: the lock is ours already, but the
+        // stream may not be freed inside its own callback nor the loop joined
+        // from inside. Silence is enough; the destructor finishes the job.
         phase_ = Phase::stopped;
-        teardownLocked();
         return;
     }
     pa_threaded_mainloop_lock(loop_);
@@ -168,8 +170,9 @@ bool AudioSourcePulse::connectContext(NSError& error) {
 
 bool AudioSourcePulse::findSource(NSError& error) {
     sourceAnswered_ = false;
-    pa_operation* operation =
-        pa_context_get_source_info_by_name(context_, sourceName_.c_str(), &AudioSourcePulse::onSourceInfo, this);
+    sourceIndex_.reset();
+    pa_operation* operation = pa_context_get_source_info_by_name(context_, sourceName_.c_str(),
+                                                                 &AudioSourcePulse::onSourceInfo, this);
     if (!operation) {
         error.localizedDescription = serverError("The sound server refused the question");
         return false;
@@ -196,8 +199,8 @@ bool AudioSourcePulse::connectStream(NSError& error) {
     spec.rate = requestedRate_ > 0 ? static_cast<uint32_t>(requestedRate_) : sourceSpec_.rate;
     spec.channels = requestedChannels_ > 0 ? static_cast<uint8_t>(requestedChannels_) : sourceSpec_.channels;
     if (!pa_sample_spec_valid(&spec)) {
-        error.localizedDescription = "The sound server cannot record " + std::to_string(spec.rate) + " Hz with " +
-                                     std::to_string(spec.channels) + " channels";
+        error.localizedDescription = "The sound server cannot record " + std::to_string(spec.rate) +
+                                     " Hz with " + std::to_string(spec.channels) + " channels";
         return false;
     }
     format_ = {static_cast<double>(spec.rate), spec.channels};
@@ -289,7 +292,8 @@ void AudioSourcePulse::readLocked() {
             const size_t values = static_cast<size_t>(frames) * static_cast<size_t>(format_.channelsPerFrame);
             std::vector<float> pcm(values);
             std::memcpy(pcm.data(), data, values * sizeof(float));
-            const CMSampleTimingInfo timing{CMTime(frames, clock_->sampleRate()), presentation, CMTime::invalid()};
+            const CMSampleTimingInfo timing{CMTime(frames, clock_->sampleRate()), presentation,
+                                            CMTime::invalid()};
             auto sample = CMSampleBuffer::makeAudio(format_, std::move(pcm), {timing});
             if (onSample_) onSample_(sample);
         }
@@ -300,8 +304,7 @@ void AudioSourcePulse::readLocked() {
 void AudioSourcePulse::onContextState(pa_context* context, void* userdata) {
     auto* self = static_cast<AudioSourcePulse*>(userdata);
     const auto state = pa_context_get_state(context);
-    if (!PA_CONTEXT_IS_GOOD(state))
-        self->endLocked(self->serverError("The sound server went away"), false);
+    if (!PA_CONTEXT_IS_GOOD(state)) self->endLocked(self->serverError("The sound server went away"), false);
     pa_threaded_mainloop_signal(self->loop_, 0);
 }
 
@@ -351,11 +354,12 @@ void AudioSourcePulse::onSourceInfo(pa_context*, const pa_source_info* info, int
     }
 }
 
-void AudioSourcePulse::onEvent(pa_context*, pa_subscription_event_type_t type, uint32_t index, void* userdata) {
+void AudioSourcePulse::onEvent(pa_context*, pa_subscription_event_type_t type, uint32_t index,
+                               void* userdata) {
     auto* self = static_cast<AudioSourcePulse*>(userdata);
     const auto facility = type & PA_SUBSCRIPTION_EVENT_FACILITY_MASK;
     const auto kind = type & PA_SUBSCRIPTION_EVENT_TYPE_MASK;
-    if (facility == PA_SUBSCRIPTION_EVENT_SOURCE && kind == PA_SUBSCRIPTION_EVENT_REMOVE && 
+    if (facility == PA_SUBSCRIPTION_EVENT_SOURCE && kind == PA_SUBSCRIPTION_EVENT_REMOVE &&
         index == self->sourceIndex_)
         self->endLocked("The audio source \"" + self->sourceName_ + "\" went away", true);
 }

@@ -1,4 +1,5 @@
 #include "PulseServerQuery.h"
+
 #include "AudioCaptureSession.h"
 
 #include <pulse/pulseaudio.h>
@@ -51,7 +52,8 @@ public:
             error.localizedDescription = failure("The sound server refused the question");
             return false;
         }
-        const bool done = turnUntil([operation] { return pa_operation_get_state(operation) != PA_OPERATION_RUNNING; });
+        const bool done =
+            turnUntil([operation] { return pa_operation_get_state(operation) != PA_OPERATION_RUNNING; });
         pa_operation_unref(operation);
         if (!done) error.localizedDescription = "The sound server did not answer";
         return done;
@@ -105,9 +107,11 @@ std::optional<PulseSourceInfo> pulseFindSource(const std::string& name, NSError&
     // An unknown name ends the operation with an error and no entry; that is
     // the "no such source" answer, not a failure to ask.
     if (!connection.finish(
-            pa_context_get_source_info_by_name(connection.context(), name.c_str(), &onSourceInfo, &answer), error))
+            pa_context_get_source_info_by_name(connection.context(), name.c_str(), &onSourceInfo, &answer),
+            error))
         return std::nullopt;
-    if (!answer.info) error.localizedDescription = "No audio source named \"" + name + "\" on the sound server";
+    if (!answer.info)
+        error.localizedDescription = "No audio source named \"" + name + "\" on the sound server";
     return answer.info;
 }
 

@@ -3,20 +3,17 @@
 // for what unloads devices or kills the server.
 
 #include "platform/AudioCaptureSession.h"
-#include "platform/NotificationCenter.h"
 #include "platform/ScreenCaptureServiceLinux.h"
 #include "tests/support/SoundServerProcess.h"
 #include "tests/support/TestServices.h"
-
-#include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <cmath>
 #include <condition_variable>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <numbers>
 #include <thread>
 
@@ -86,8 +83,8 @@ class ListeningSink {
 public:
     explicit ListeningSink(const std::string& monitor) : source_(makePulseRecordSource(monitor, 0, 0)) {
         NSError error;
-        ready_ = source_->start([this](const CMSampleBufferRef& s) { log_.add(s); }, [](const NSError&, bool) {},
-                                error) &&
+        ready_ = source_->start([this](const CMSampleBufferRef& s) { log_.add(s); },
+                                [](const NSError&, bool) {}, error) &&
                  log_.waitForFrames(1, 4s);
     }
     bool ready() const { return ready_; }
@@ -145,10 +142,10 @@ public:
             pcm.push_back(value);
             pcm.push_back(value);
         }
-        std::ofstream(path_, std::ios::binary).write(reinterpret_cast<const char*>(pcm.data()),
-                                                     std::streamsize(pcm.size() * sizeof(float)));
-        const std::string command = "pacat --device=" + sink +
-                                    " --format=float32le --rate=48000 --channels=2 < " + path_.string();
+        std::ofstream(path_, std::ios::binary)
+            .write(reinterpret_cast<const char*>(pcm.data()), std::streamsize(pcm.size() * sizeof(float)));
+        const std::string command =
+            "pacat --device=" + sink + " --format=float32le --rate=48000 --channels=2 < " + path_.string();
         player_ = std::thread([command] { test::runCommand(command); });
     }
     ~TonePlayer() {
@@ -164,17 +161,6 @@ private:
 std::string moduleIndexOf(const std::string& module) {
     return test::commandOutput("pactl list short modules | awk '$2 == \"" + module + "\" {print $1}'");
 }
-
-// Observes one notification name from one object; the main loop must turn to see it.
-struct Observed {
-    std::vector<NSNotification> seen;
-    NSNotificationCenter::Token token;
-    Observed(const std::string& name, const void* object) {
-        token = NSNotificationCenter::defaultCenter().addObserverForName(
-            name, object, [this](const NSNotification& n) { seen.push_back(n); });
-    }
-    ~Observed() { NSNotificationCenter::defaultCenter().removeObserver(token); }
-};
 
 AVCaptureDevice microphone(const std::string& sourceName) {
     AVCaptureDevice device;
@@ -197,7 +183,8 @@ TEST(AudioCaptureSignal, EachToneReachesOnlyItsOwnSource) {
     ASSERT_TRUE(system) << error.localizedDescription;
     SampleLog systemLog, micLog;
     EndLog systemEnd;
-    ASSERT_TRUE(system->start([&](const CMSampleBufferRef& s) { systemLog.add(s); }, systemEnd.handler(), error))
+    ASSERT_TRUE(
+        system->start([&](const CMSampleBufferRef& s) { systemLog.add(s); }, systemEnd.handler(), error))
         << error.localizedDescription;
 
     auto input = AVCaptureAudioDeviceInput::initWithDevice(microphone("virtual_mic"), &error);
@@ -269,8 +256,8 @@ TEST(AudioCaptureSignal, TimestampsStartAtTheHostClockAndFollowEachOtherExactly)
 
 TEST(AudioCaptureSignal, SourceOwnFormatIsKeptWhenNoneIsAsked) {
     // mic_feed runs at the daemon's default rate, not 48 kHz.
-    const std::string rate = test::commandOutput(
-        "pactl list short sources | awk '$2 == \"virtual_mic\" {print $6}' | tr -dc 0-9");
+    const std::string rate =
+        test::commandOutput("pactl list short sources | awk '$2 == \"virtual_mic\" {print $6}' | tr -dc 0-9");
     ASSERT_FALSE(rate.empty());
     auto source = makePulseRecordSource("virtual_mic", 0, 0);
     SampleLog log;
@@ -297,7 +284,8 @@ TEST(AudioCaptureDevices, MissingSourceOrServerFailsToStartWithAReason) {
     NSError error;
     auto missing = makePulseRecordSource("no_such_source", 0, 0);
     EXPECT_FALSE(missing->start([](const CMSampleBufferRef&) {}, [](const NSError&, bool) {}, error));
-    EXPECT_NE(error.localizedDescription.find("no_such_source"), std::string::npos) << error.localizedDescription;
+    EXPECT_NE(error.localizedDescription.find("no_such_source"), std::string::npos)
+        << error.localizedDescription;
     missing->stop();
 
     EXPECT_FALSE(AVCaptureAudioDeviceInput::initWithDevice(microphone("no_such_source"), &error));
@@ -380,4 +368,21 @@ TEST(AudioCaptureEnd, NoHandlerRunsAfterStopReturns) {
         source->stop(); // a second stop is harmless
         EXPECT_EQ(late.load(), 0);
     }
+}
+
+TEST(AudioCaptureEnd, StopFromInsideAHandlerSilencesTheSource) {
+    ListeningSink listening("rec_sink.monitor");
+    ASSERT_TRUE(listening.ready());
+    auto source = makePulseRecordSource("rec_sink.monitor", 48000, 2);
+    std::atomic<int> calls{0};
+    NSError error;
+    ASSERT_TRUE(source->start(
+        [&](const CMSampleBufferRef&) {
+            ++calls;
+            source->stop();
+        },
+        [](const NSError&, bool) {}, error));
+    std::this_thread::sleep_for(200ms);
+    EXPECT_EQ(calls.load(), 1);
+    source.reset(); // must finish the stop without hanging
 }

@@ -9,7 +9,9 @@ namespace {
 constexpr int64_t kMs = 1'000'000;
 constexpr int64_t kStartNs = 5'000 * kMs; // anywhere on the host clock
 
-CMTime hostTime(int64_t ns) { return CMTime(ns, 1'000'000'000); }
+CMTime hostTime(int64_t ns) {
+    return CMTime(ns, 1'000'000'000);
+}
 
 } // namespace
 

@@ -7,10 +7,9 @@
 #include "tests/support/SoundServerProcess.h"
 #include "tests/support/TestServices.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <chrono>
+#include <gtest/gtest.h>
 #include <mutex>
 #include <thread>
 
@@ -157,7 +156,8 @@ TEST(AudioSessionConfiguration, InputOpensOnlySourcesTheServerHas) {
     ASSERT_TRUE(input) << error.localizedDescription;
     EXPECT_EQ(input->device().node, "virtual_mic");
     EXPECT_FALSE(AVCaptureAudioDeviceInput::initWithDevice(microphone("unplugged_mic"), &error));
-    EXPECT_NE(error.localizedDescription.find("unplugged_mic"), std::string::npos) << error.localizedDescription;
+    EXPECT_NE(error.localizedDescription.find("unplugged_mic"), std::string::npos)
+        << error.localizedDescription;
 }
 
 TEST(AudioSessionConfiguration, WithoutInputOrOutputNothingStarts) {

@@ -24,11 +24,20 @@ SoundServerProcess::SoundServerProcess() {
     const std::string socket = (dir_ / "pulse.sock").string();
     address_ = "unix:" + socket;
     const std::vector<std::string> argv = {
-        "pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--disallow-exit", "--use-pid-file=no",
-        "-L", "module-native-protocol-unix auth-anonymous=1 socket=" + socket,
-        "-L", "module-null-sink sink_name=rec_sink rate=48000",
-        "-L", "module-null-sink sink_name=mic_feed",
-        "-L", "module-remap-source master=mic_feed.monitor source_name=virtual_mic"};
+        "pulseaudio",
+        "-n",
+        "--daemonize=no",
+        "--exit-idle-time=-1",
+        "--disallow-exit",
+        "--use-pid-file=no",
+        "-L",
+        "module-native-protocol-unix auth-anonymous=1 socket=" + socket,
+        "-L",
+        "module-null-sink sink_name=rec_sink rate=48000",
+        "-L",
+        "module-null-sink sink_name=mic_feed",
+        "-L",
+        "module-remap-source master=mic_feed.monitor source_name=virtual_mic"};
     pid_ = fork();
     if (pid_ == 0) {
         // Runtime files in our folder, and off the session bus, where the
