@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 
@@ -46,6 +47,14 @@ std::vector<ProbedPacket> probeVideoPackets(const std::filesystem::path& file) {
         packets.push_back(packet);
     }
     return packets;
+}
+
+int decodedVideoFrames(const std::filesystem::path& file) {
+    const auto out = commandOutput("ffprobe -v quiet -count_frames -select_streams v:0 -show_entries "
+                                   "stream=nb_read_frames -of csv=p=0 " +
+                                   shellQuote(file.string()));
+    if (!out || out->empty()) return -1;
+    return std::atoi(out->c_str());
 }
 
 bool decodesCleanly(const std::filesystem::path& file) {

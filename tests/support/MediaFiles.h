@@ -25,6 +25,9 @@ struct ProbedPacket {
 };
 std::vector<ProbedPacket> probeVideoPackets(const std::filesystem::path& file);
 
+/// Frames of the first video track that decode; -1 when the file does not open.
+int decodedVideoFrames(const std::filesystem::path& file);
+
 /// True when ffmpeg decodes every track of the file without an error.
 bool decodesCleanly(const std::filesystem::path& file);
 
