@@ -162,8 +162,12 @@ void AVAssetWriterInput::Impl::process(Item& item) {
             ++dropped;
             return;
         }
+        const bool first = lastVideoPts_ < 0;
         lastVideoPts_ = pts;
-        ok = video_->encode(std::move(item.image), pts, sink);
+        // A track whose first frame is late would be pulled to the start of
+        // the file (fragments carry no edit list); shown early instead, the
+        // first frame simply stands in for the time before it.
+        ok = video_->encode(std::move(item.image), first ? 0 : pts, sink);
     } else {
         ok = audio_->encode(*item.sample, fileNs, sink);
     }

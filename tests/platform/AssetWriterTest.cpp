@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <fstream>
 #include <thread>
 
@@ -167,6 +168,44 @@ TEST_F(AssetWriterTest, MediaBeforeTheSessionStartIsCutOff) {
     EXPECT_NEAR(number(probe["streams"][0], "duration"), 1.0, 2.0 / 60);
 }
 
+TEST_F(AssetWriterTest, TracksKeepTheirPlaceInTimeAcrossLateStartsAndGaps) {
+    TestRecording r = makeRecording(file, 320, 240, 1);
+    ASSERT_TRUE(r.writer->startWriting());
+    const CMTime base = CMClockGetHostTime();
+    r.writer->startSessionAtSourceTime(base);
+    auto frame = CVPixelBuffer::create(320, 240);
+    // Audio begins half a second after the picture, then pauses for 300 ms.
+    int64_t sent = 0;
+    for (int i = 0; i < 120; ++i) {
+        drawMovingPattern(*frame, i);
+        while (!r.video->isReadyForMoreMediaData()) std::this_thread::sleep_for(1ms);
+        ASSERT_TRUE(r.adaptor->appendPixelBuffer(frame, hostTimeAfter(base, i / 60.0)));
+        frame = CVPixelBuffer::create(320, 240);
+        const double t = i / 60.0;
+        if (t < 0.5 || (t >= 1.2 && t < 1.5)) continue;
+        ASSERT_TRUE(r.audio[0]->appendSampleBuffer(sineRun(440, kAudioRate, 2, sent, 800, hostTimeAfter(base, t))));
+        sent += 800;
+    }
+    ASSERT_TRUE(finishAndWait(*r.writer, kFinishTimeout));
+    const auto probe = probeFile(file);
+    const auto& audio = probe["streams"][1];
+    // The track runs from the start of the file to the end of the picture...
+    EXPECT_NEAR(number(audio, "start_time"), 0.0, 1e-3);
+    EXPECT_NEAR(number(audio, "duration"), 2.0, 0.05);
+    // ...silent until the tone's first stamp, silent again through the pause.
+    const auto samples = decodeAudioTrack(file, 0, kAudioRate);
+    const auto onset = std::find_if(samples.begin(), samples.end(), [](float x) { return std::abs(x) > 0.05f; });
+    ASSERT_NE(onset, samples.end());
+    EXPECT_NEAR(double(onset - samples.begin()) / kAudioRate, 0.5, 0.003);
+    double pauseEnergy = 0, playEnergy = 0;
+    for (size_t i = 0; i < samples.size(); ++i) {
+        const double t = double(i) / kAudioRate;
+        if (t > 1.25 && t < 1.45) pauseEnergy += samples[i] * samples[i];
+        if (t > 0.95 && t < 1.15) playEnergy += samples[i] * samples[i];
+    }
+    EXPECT_LT(pauseEnergy, playEnergy * 1e-3);
+}
+
 // The caller's thread never waits for the encoder.
 
 TEST_F(AssetWriterTest, AppendsNeverBlockAndWhatCannotBeTakenIsCountedAsDropped) {
@@ -182,7 +221,7 @@ TEST_F(AssetWriterTest, AppendsNeverBlockAndWhatCannotBeTakenIsCountedAsDropped)
     r.writer->startSessionAtSourceTime(base);
     uint64_t refused = 0;
     double slowestMs = 0;
-    const auto end = std::chrono::steady_clock::now() + 1500ms;
+    const auto end = std::chrono::steady_clock::now() + 400ms;
     for (int i = 0; std::chrono::steady_clock::now() < end; ++i) {
         const auto before = std::chrono::steady_clock::now();
         if (r.video->isReadyForMoreMediaData())
