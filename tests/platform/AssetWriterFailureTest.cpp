@@ -1,6 +1,7 @@
 #include "platform/AssetWriter.h"
 #include "tests/support/MediaFiles.h"
 #include "tests/support/SyntheticMedia.h"
+#include "tests/support/TestServices.h"
 
 #include <gtest/gtest.h>
 
@@ -116,4 +117,34 @@ TEST(AssetWriterCrash, AFullDiskFailsTheWriterAndWhatWasWrittenStillPlays) {
     ASSERT_TRUE(probe.is_object());
     EXPECT_EQ(probe["streams"][0]["codec_name"], "hevc");
     EXPECT_GT(decodedVideoFrames(file), 0);
+}
+
+TEST(AssetWriterCrash, WhenTheIndexCannotBeWrittenTheFragmentedFileIsKept) {
+    TempFolder folder;
+    std::filesystem::permissions(folder.path(), std::filesystem::perms::all);
+    const auto sub = folder.path() / "mine";
+    const auto file = sub / "kept.mp4";
+    // As a user whom the folder's permissions bind (root ignores them).
+    EXPECT_TRUE(runUnprivileged([&] {
+        std::filesystem::create_directory(sub);
+        TestRecording r = makeRecording(file, 320, 240, 1);
+        if (!r.writer || !r.writer->startWriting()) return false;
+        const CMTime base = CMClockGetHostTime();
+        r.writer->startSessionAtSourceTime(base);
+        auto frame = CVPixelBuffer::create(320, 240);
+        for (int i = 0; i < 30; ++i) {
+            drawMovingPattern(*frame, i);
+            while (!r.video->isReadyForMoreMediaData()) std::this_thread::sleep_for(1ms);
+            r.adaptor->appendPixelBuffer(frame, hostTimeAfter(base, i / 60.0));
+        }
+        // No new file can be made beside the recording any more.
+        std::filesystem::permissions(sub, std::filesystem::perms(0555));
+        const bool finished = finishAndWait(*r.writer, 10s);
+        std::filesystem::permissions(sub, std::filesystem::perms(0755));
+        return finished && r.writer->status() == AVAssetWriterStatus::completed;
+    }));
+    const auto boxes = topLevelBoxes(file);
+    EXPECT_NE(std::find(boxes.begin(), boxes.end(), "moof"), boxes.end());
+    EXPECT_EQ(decodedVideoFrames(file), 30);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(sub), {}), 1);
 }
