@@ -28,11 +28,11 @@ public:
     ~Impl() {
         {
             std::lock_guard lock(lifecycleMutex);
-            // Dropped while writing: keep what is there, closed as a playable fragmented file.
-            if (!finishing && core->writing()) {
+            // Dropped unfinished: keep what is there, closed as a playable fragmented file.
+            if (!finishing) {
                 stopInputs(false);
                 std::string ignored;
-                core->muxer->close(&ignored);
+                if (core->muxer) core->muxer->close(&ignored);
             }
         }
         if (finisher.joinable()) {

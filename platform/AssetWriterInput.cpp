@@ -35,7 +35,11 @@ AVRational AVAssetWriterInput::Impl::streamTimeBase() const {
     return video_ ? VideoEncoderHevc::kTimeBase : audio_->timeBase();
 }
 
-void AVAssetWriterInput::Impl::startWorker() { worker_ = std::thread([this] { run(); }); }
+void AVAssetWriterInput::Impl::startWorker() {
+    std::lock_guard lock(mutex_);
+    worker_ = std::thread([this] { run(); });
+    running_ = true;
+}
 
 void AVAssetWriterInput::Impl::markFinished() {
     std::lock_guard lock(mutex_);
@@ -62,7 +66,7 @@ void AVAssetWriterInput::Impl::abortAndJoin() {
 }
 
 bool AVAssetWriterInput::Impl::acceptingLocked() const {
-    return core_ && core_->writing() && !finished_ && !abort_ && worker_.joinable();
+    return running_ && core_->writing() && !finished_ && !abort_;
 }
 
 bool AVAssetWriterInput::Impl::fullLocked(double seconds) const {

@@ -77,6 +77,7 @@ private:
     double queuedSeconds_ = 0;
     bool finished_ = false;
     bool abort_ = false;
+    bool running_ = false; // the worker was started
     std::thread worker_;
 };
 

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <dlfcn.h>
+#include <unistd.h>
 #include <vector>
 
 extern "C" {
@@ -80,6 +82,11 @@ AVCodecContext* openX265(const VideoOutputSettings& settings) {
 }
 
 AVCodecContext* openNvenc(const VideoOutputSettings& settings) {
+    // Without NVIDIA's driver library the encoder cannot open; asking first
+    // spares every recording FFmpeg's complaint about it.
+    void* cuda = dlopen("libcuda.so.1", RTLD_LAZY | RTLD_LOCAL);
+    if (!cuda) return nullptr;
+    dlclose(cuda);
     const AVCodec* codec = avcodec_find_encoder_by_name("hevc_nvenc");
     AVCodecContext* c = codec ? makeContext(codec, settings) : nullptr;
     if (!c) return nullptr;
@@ -96,7 +103,7 @@ AVCodecContext* openNvenc(const VideoOutputSettings& settings) {
 AVCodecContext* openVaapi(const VideoOutputSettings& settings, AVBufferRef** framesOut) {
     const AVCodec* codec = avcodec_find_encoder_by_name("hevc_vaapi");
     AVBufferRef* device = nullptr;
-    if (!codec || av_hwdevice_ctx_create(&device, AV_HWDEVICE_TYPE_VAAPI, kRenderNode, nullptr, 0) < 0)
+    if (!codec || access(kRenderNode, R_OK | W_OK) != 0 || av_hwdevice_ctx_create(&device, AV_HWDEVICE_TYPE_VAAPI, kRenderNode, nullptr, 0) < 0)
         return nullptr;
     AVBufferRef* frames = av_hwframe_ctx_alloc(device);
     av_buffer_unref(&device);
