@@ -140,6 +140,10 @@ TEST(BgraToYuv709, A1080pFrameConvertsInWellUnderTwoMilliseconds) {
     for (int i = 0; i < kRuns; ++i) convertBgraToI420Bt709(p.bgra.data(), 1920 * 4, 1920, 1080, p.planes());
     const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count() / kRuns;
     std::printf("BGRA to I420 (BT.709) at 1920x1080: %.2f ms\n", ms);
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "timed only without sanitizers, which check every load and store";
+#else
     // Loose bound: the machine is shared; the figure printed is what matters.
     EXPECT_LT(ms, 6.0);
+#endif
 }
