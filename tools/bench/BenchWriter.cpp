@@ -30,6 +30,7 @@ struct Options {
     int width = 1920;
     int height = 1080;
     bool hardware = true;
+    bool calm = false;
     std::filesystem::path out;
 };
 
@@ -41,13 +42,15 @@ Options parse(int argc, char** argv) {
             o.seconds = std::stod(argv[++i]);
         else if (arg == "--size" && i + 1 < argc && std::sscanf(argv[++i], "%dx%d", &o.width, &o.height) == 2)
             continue;
+        else if (arg == "--calm")
+            o.calm = true;
         else if (arg == "--software")
             o.hardware = false;
         else if (arg == "--out" && i + 1 < argc)
             o.out = argv[++i];
         else
             throw std::invalid_argument(
-                "usage: vantrel-bench-writer [--seconds N] [--size WxH] [--software] [--out file.mp4]");
+                "usage: vantrel-bench-writer [--seconds N] [--size WxH] [--calm] [--software] [--out file.mp4]");
     }
     if (o.out.empty()) o.out = std::filesystem::temp_directory_path() / ("bench-writer-" + std::to_string(getpid()) + ".mp4");
     return o;
@@ -108,7 +111,9 @@ int main(int argc, char** argv) try {
     for (int i = 0; i < total; ++i) {
         std::this_thread::sleep_until(t0 + std::chrono::microseconds(1'000'000LL * i / kFramesPerSecond));
         const CMTime pts = start + CMTime(1'000'000'000LL * i / kFramesPerSecond, 1'000'000'000);
-        if (videoInput->isReadyForMoreMediaData()) adaptor->appendPixelBuffer(frames[i % kDistinctFrames], pts);
+        // Calm: a page that scrolls once a second, as when someone reads or types.
+        const int shown = o.calm ? (i / kFramesPerSecond) % kDistinctFrames : i % kDistinctFrames;
+        if (videoInput->isReadyForMoreMediaData()) adaptor->appendPixelBuffer(frames[shown], pts);
         // Audio keeps pace with the frames offered.
         for (int r = 0; r < runsPerFrame && audioFrames * kFramesPerSecond < int64_t(i + 1) * kAudioRate; ++r) {
             for (int k = 0; k < kAudioRunFrames; ++k)
