@@ -69,15 +69,16 @@ bool AVAssetWriterInput::Impl::acceptingLocked() const {
     return running_ && core_->writing() && !finished_ && !abort_;
 }
 
-bool AVAssetWriterInput::Impl::fullLocked(double seconds) const {
-    if (count_ == ring_.size()) return true;
-    return mediaType == AVMediaType::audio && count_ > 0 && queuedSeconds_ + seconds > kAudioQueueSeconds;
+// Whether a run fits is decided before it is known, so that a ready input
+// never refuses the next append.
+bool AVAssetWriterInput::Impl::fullLocked() const {
+    return count_ == ring_.size() || (mediaType == AVMediaType::audio && queuedSeconds_ >= kAudioQueueSeconds);
 }
 
 bool AVAssetWriterInput::Impl::ready() {
     std::lock_guard lock(mutex_);
     if (!acceptingLocked()) return false;
-    if (fullLocked(0)) {
+    if (fullLocked()) {
         ++dropped;
         return false;
     }
@@ -87,7 +88,7 @@ bool AVAssetWriterInput::Impl::ready() {
 bool AVAssetWriterInput::Impl::push(Item item) {
     std::lock_guard lock(mutex_);
     if (!acceptingLocked() || !core_->sessionStarted) return false;
-    if (fullLocked(item.seconds)) {
+    if (fullLocked()) {
         ++dropped;
         return false;
     }

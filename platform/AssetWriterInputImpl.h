@@ -57,7 +57,7 @@ private:
     };
 
     bool acceptingLocked() const;
-    bool fullLocked(double seconds) const;
+    bool fullLocked() const;
     bool push(Item item);
     void run();
     void process(Item& item);

@@ -104,6 +104,8 @@ TEST_F(AssetWriterTest, FinishedFileHoldsTaggedHevcThenTheAudioTracksInTheirOrde
     EXPECT_EQ(v["color_transfer"], "bt709");
     EXPECT_EQ(v["color_space"], "bt709");
     EXPECT_EQ(v["color_range"], "tv");
+    // Written into the file's own colour box, not only the bitstream: P3-D65, BT.709, BT.709, limited.
+    EXPECT_EQ(nclxColour(file), (std::array<int, 4>{12, 1, 1, 0}));
     EXPECT_EQ(v["time_base"], "1/90000");
     EXPECT_EQ(v["nb_frames"], std::to_string(r.video->appendedCount()));
     EXPECT_EQ(r.video->appendedCount(), 180u);
@@ -204,6 +206,31 @@ TEST_F(AssetWriterTest, TracksKeepTheirPlaceInTimeAcrossLateStartsAndGaps) {
         if (t > 0.95 && t < 1.15) playEnergy += samples[i] * samples[i];
     }
     EXPECT_LT(pauseEnergy, playEnergy * 1e-3);
+}
+
+TEST_F(AssetWriterTest, AnAudioOnlyRecordingIsWrittenInFragmentsToo) {
+    NSError error;
+    auto writer = AVAssetWriter::initWithURL(URL{file}, AVFileType::mpeg4, &error);
+    auto audio = AVAssetWriterInput::initWithMediaType(AVMediaType::audio, AudioOutputSettings{});
+    writer->addInput(audio);
+    ASSERT_TRUE(writer->startWriting());
+    const CMTime base = CMClockGetHostTime();
+    writer->startSessionAtSourceTime(base);
+    for (int64_t sent = 0; sent < 5 * kAudioRate; sent += 480) {
+        waitReady(*audio);
+        ASSERT_TRUE(audio->appendSampleBuffer(sineRun(440, kAudioRate, 2, sent, 480, hostTimeAfter(base, double(sent) / kAudioRate))));
+    }
+    // Before finishing, what is on disk already holds whole fragments.
+    const auto deadline = std::chrono::steady_clock::now() + 5s;
+    std::vector<std::string> boxes;
+    while (std::chrono::steady_clock::now() < deadline) {
+        boxes = topLevelBoxes(file);
+        if (std::count(boxes.begin(), boxes.end(), "moof") >= 2) break;
+        std::this_thread::sleep_for(20ms);
+    }
+    EXPECT_GE(std::count(boxes.begin(), boxes.end(), "moof"), 2);
+    ASSERT_TRUE(finishAndWait(*writer, kFinishTimeout));
+    EXPECT_NEAR(decodeAudioTrack(file, 0, kAudioRate).size() / double(kAudioRate), 5.0, 0.05);
 }
 
 // The caller's thread never waits for the encoder.

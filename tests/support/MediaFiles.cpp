@@ -113,3 +113,16 @@ std::vector<std::string> topLevelBoxes(const std::filesystem::path& file) {
 }
 
 } // namespace vantrel::test
+
+namespace vantrel::test {
+
+std::optional<std::array<int, 4>> nclxColour(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const auto at = bytes.find("colrnclx");
+    if (at == std::string::npos || at + 15 > bytes.size()) return std::nullopt;
+    const auto u8 = [&](size_t i) { return static_cast<unsigned char>(bytes[at + 8 + i]); };
+    return std::array<int, 4>{u8(0) << 8 | u8(1), u8(2) << 8 | u8(3), u8(4) << 8 | u8(5), u8(6) >> 7};
+}
+
+} // namespace vantrel::test

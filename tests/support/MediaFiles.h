@@ -3,6 +3,7 @@
 // audio from ffmpeg, the strength of a tone, and the MP4 boxes at the top
 // level of a file.
 
+#include <array>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -39,6 +40,9 @@ double toneShare(const std::vector<float>& samples, double frequency, int rate);
 
 /// The four-letter types of the top-level boxes, in file order.
 std::vector<std::string> topLevelBoxes(const std::filesystem::path& file);
+
+/// The first `colr` box of type `nclx`: primaries, transfer, matrix, full range (0 or 1).
+std::optional<std::array<int, 4>> nclxColour(const std::filesystem::path& file);
 
 /// Shell quoting for one argument.
 std::string shellQuote(const std::string& text);
