@@ -16,7 +16,9 @@ AVAssetWriterInput::Impl::Impl(AVMediaType type, AVOutputSettings outputSettings
     ring_.resize(type == AVMediaType::video ? kVideoQueueFrames : kAudioQueueRuns);
 }
 
-AVAssetWriterInput::Impl::~Impl() { abortAndJoin(); }
+AVAssetWriterInput::Impl::~Impl() {
+    abortAndJoin();
+}
 
 bool AVAssetWriterInput::Impl::openEncoder(std::shared_ptr<AssetWriterCore> core, std::string* error) {
     core_ = std::move(core);
@@ -60,7 +62,8 @@ void AVAssetWriterInput::Impl::abortAndJoin() {
     }
     if (worker_.joinable()) worker_.join();
     std::lock_guard lock(mutex_);
-    for (Item& item : ring_) item = Item{};
+    for (Item& item : ring_)
+        item = Item{};
     count_ = 0;
     queuedSeconds_ = 0;
 }
@@ -72,7 +75,8 @@ bool AVAssetWriterInput::Impl::acceptingLocked() const {
 // Whether a run fits is decided before it is known, so that a ready input
 // never refuses the next append.
 bool AVAssetWriterInput::Impl::fullLocked() const {
-    return count_ == ring_.size() || (mediaType == AVMediaType::audio && queuedSeconds_ >= kAudioQueueSeconds);
+    return count_ == ring_.size() ||
+           (mediaType == AVMediaType::audio && queuedSeconds_ >= kAudioQueueSeconds);
 }
 
 bool AVAssetWriterInput::Impl::ready() {
@@ -110,12 +114,14 @@ bool AVAssetWriterInput::Impl::enqueueVideo(CVPixelBufferRef image, CMTime time)
 
 bool AVAssetWriterInput::Impl::enqueueAudio(const CMSampleBufferRef& sample) {
     if (!sample || !sample->isValid()) return false;
-    if (!sample->isAudio()) return sample->imageBuffer() && enqueueVideo(sample->imageBuffer(), sample->presentationTimeStamp());
+    if (!sample->isAudio())
+        return sample->imageBuffer() && enqueueVideo(sample->imageBuffer(), sample->presentationTimeStamp());
     if (mediaType != AVMediaType::audio || sample->timing().empty()) return false;
     const auto& format = *sample->audioFormat();
     if (format.sampleRate <= 0 || format.channelsPerFrame <= 0) return false;
     const double seconds = static_cast<double>(sample->numSamples()) / format.sampleRate;
-    return push(Item{nullptr, sample, hostNanoseconds(sample->timing().front().presentationTimeStamp), seconds});
+    return push(
+        Item{nullptr, sample, hostNanoseconds(sample->timing().front().presentationTimeStamp), seconds});
 }
 
 void AVAssetWriterInput::Impl::run() {
@@ -141,7 +147,8 @@ void AVAssetWriterInput::Impl::run() {
     if (!drained) {
         // Failed or stopped: let the queued pixels go back to their pool now.
         std::lock_guard lock(mutex_);
-        for (Item& item : ring_) item = Item{};
+        for (Item& item : ring_)
+            item = Item{};
         count_ = 0;
         queuedSeconds_ = 0;
         return;
@@ -198,15 +205,27 @@ std::shared_ptr<AVAssetWriterInput> AVAssetWriterInput::initWithMediaType(AVMedi
 AVAssetWriterInput::AVAssetWriterInput(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 AVAssetWriterInput::~AVAssetWriterInput() = default;
 
-AVMediaType AVAssetWriterInput::mediaType() const { return impl_->mediaType; }
-const AVOutputSettings& AVAssetWriterInput::outputSettings() const { return impl_->settings; }
-bool AVAssetWriterInput::isReadyForMoreMediaData() const { return impl_->ready(); }
+AVMediaType AVAssetWriterInput::mediaType() const {
+    return impl_->mediaType;
+}
+const AVOutputSettings& AVAssetWriterInput::outputSettings() const {
+    return impl_->settings;
+}
+bool AVAssetWriterInput::isReadyForMoreMediaData() const {
+    return impl_->ready();
+}
 bool AVAssetWriterInput::appendSampleBuffer(const CMSampleBufferRef& sampleBuffer) {
     return impl_->enqueueAudio(sampleBuffer);
 }
-void AVAssetWriterInput::markAsFinished() { impl_->markFinished(); }
-uint64_t AVAssetWriterInput::appendedCount() const { return impl_->appended; }
-uint64_t AVAssetWriterInput::droppedCount() const { return impl_->dropped; }
+void AVAssetWriterInput::markAsFinished() {
+    impl_->markFinished();
+}
+uint64_t AVAssetWriterInput::appendedCount() const {
+    return impl_->appended;
+}
+uint64_t AVAssetWriterInput::droppedCount() const {
+    return impl_->dropped;
+}
 
 std::shared_ptr<AVAssetWriterInputPixelBufferAdaptor>
 AVAssetWriterInputPixelBufferAdaptor::initWithAssetWriterInput(std::shared_ptr<AVAssetWriterInput> input,
@@ -217,8 +236,8 @@ AVAssetWriterInputPixelBufferAdaptor::initWithAssetWriterInput(std::shared_ptr<A
     return std::make_shared<AVAssetWriterInputPixelBufferAdaptor>(std::move(input), attributes);
 }
 
-AVAssetWriterInputPixelBufferAdaptor::AVAssetWriterInputPixelBufferAdaptor(std::shared_ptr<AVAssetWriterInput> input,
-                                                                           PixelBufferAttributes attributes)
+AVAssetWriterInputPixelBufferAdaptor::AVAssetWriterInputPixelBufferAdaptor(
+    std::shared_ptr<AVAssetWriterInput> input, PixelBufferAttributes attributes)
     : input_(std::move(input)), attributes_(attributes) {}
 
 bool AVAssetWriterInputPixelBufferAdaptor::appendPixelBuffer(const CVPixelBufferRef& pixelBuffer,

@@ -15,7 +15,8 @@ namespace {
 constexpr int kFifoSeconds = 1;
 } // namespace
 
-std::unique_ptr<AudioEncoderAac> AudioEncoderAac::open(const AudioOutputSettings& settings, std::string* error) {
+std::unique_ptr<AudioEncoderAac> AudioEncoderAac::open(const AudioOutputSettings& settings,
+                                                       std::string* error) {
     const int rate = static_cast<int>(std::lround(settings.sampleRate));
     if (settings.formatID != kAudioFormatMPEG4AAC || rate <= 0 || settings.numberOfChannels <= 0) {
         *error = "Unsupported audio settings.";

@@ -20,7 +20,8 @@ AudioTimeline::Placement AudioTimeline::place(int64_t startNs, int64_t frames, d
     const double start = startNs * outputRate_ / kNsPerSecond; // in output samples
     if (!started_) {
         const double origin = static_cast<double>(firstSample_);
-        if (start < origin) p.skipFrames = static_cast<int64_t>(std::ceil((origin - start) / outPerIn - 1e-9));
+        if (start < origin)
+            p.skipFrames = static_cast<int64_t>(std::ceil((origin - start) / outPerIn - 1e-9));
         if (p.skipFrames >= frames) {
             p.dropped = true;
             return p;

@@ -3,10 +3,9 @@
 #include "tests/support/SyntheticMedia.h"
 #include "tests/support/TestServices.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <csignal>
+#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
@@ -32,8 +31,9 @@ void recordInRealTime(TestRecording& r, bool noisy, const std::function<bool(int
         std::this_thread::sleep_until(t0 + std::chrono::microseconds(1'000'000LL * i / kFps));
         while (audioFrames * kFps <= int64_t(i) * kAudioRate) {
             if (r.audio[0]->isReadyForMoreMediaData())
-                r.audio[0]->appendSampleBuffer(sineRun(440, kAudioRate, 2, audioFrames, kAudioRun,
-                                                       hostTimeAfter(base, double(audioFrames) / kAudioRate)));
+                r.audio[0]->appendSampleBuffer(
+                    sineRun(440, kAudioRate, 2, audioFrames, kAudioRun,
+                            hostTimeAfter(base, double(audioFrames) / kAudioRate)));
             audioFrames += kAudioRun;
         }
         if (!r.video->isReadyForMoreMediaData()) continue;
@@ -134,7 +134,8 @@ TEST(AssetWriterCrash, WhenTheIndexCannotBeWrittenTheFragmentedFileIsKept) {
         auto frame = CVPixelBuffer::create(320, 240);
         for (int i = 0; i < 30; ++i) {
             drawMovingPattern(*frame, i);
-            while (!r.video->isReadyForMoreMediaData()) std::this_thread::sleep_for(1ms);
+            while (!r.video->isReadyForMoreMediaData())
+                std::this_thread::sleep_for(1ms);
             r.adaptor->appendPixelBuffer(frame, hostTimeAfter(base, i / 60.0));
         }
         // No new file can be made beside the recording any more.

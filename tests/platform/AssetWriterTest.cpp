@@ -1,14 +1,14 @@
 #include "platform/AssetWriter.h"
+
 #include "tests/support/MediaFiles.h"
 #include "tests/support/SyntheticMedia.h"
 #include "tests/support/TestServices.h"
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <thread>
 
 using namespace vantrel;
@@ -22,10 +22,13 @@ constexpr auto kFinishTimeout = 30s;
 
 // Waits (without counting on the answer) until the input takes more.
 void waitReady(const AVAssetWriterInput& input) {
-    while (!input.isReadyForMoreMediaData()) std::this_thread::sleep_for(1ms);
+    while (!input.isReadyForMoreMediaData())
+        std::this_thread::sleep_for(1ms);
 }
 
-double number(const nlohmann::json& j, const char* key) { return std::stod(j.value(key, std::string("nan"))); }
+double number(const nlohmann::json& j, const char* key) {
+    return std::stod(j.value(key, std::string("nan")));
+}
 
 // Feeds `seconds` of frames at `fps` (waiting for the encoder, so that none
 // is lost) and audio runs of 10 ms per track, interleaved by time. Track i
@@ -40,7 +43,8 @@ struct Feed {
 };
 
 void feed(TestRecording& r, CMTime base, const Feed& f) {
-    auto pool = CVPixelBufferPool::create({4, kCVPixelFormatType_32BGRA, r.adaptor->sourcePixelBufferAttributes().width,
+    auto pool = CVPixelBufferPool::create({4, kCVPixelFormatType_32BGRA,
+                                           r.adaptor->sourcePixelBufferAttributes().width,
                                            r.adaptor->sourcePixelBufferAttributes().height});
     std::vector<int64_t> audioFrames(r.audio.size(), 0);
     const int frames = static_cast<int>(f.seconds * f.fps);
@@ -86,8 +90,9 @@ TEST_F(AssetWriterTest, FinishedFileHoldsTaggedHevcThenTheAudioTracksInTheirOrde
     if (HasFatalFailure()) return;
     const auto started = std::chrono::steady_clock::now();
     ASSERT_TRUE(finishAndWait(*r.writer, kFinishTimeout));
-    std::printf("finishing took %.0f ms\n",
-                std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started).count());
+    std::printf(
+        "finishing took %.0f ms\n",
+        std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started).count());
     ASSERT_EQ(r.writer->status(), AVAssetWriterStatus::completed) << r.writer->error().localizedDescription;
 
     const auto probe = probeFile(file);
@@ -149,7 +154,8 @@ TEST_F(AssetWriterTest, KeyFramesComeByTheClockWhateverTheFrameRate) {
     ASSERT_FALSE(keys.empty());
     EXPECT_DOUBLE_EQ(keys.front(), 0.0);
     keys.push_back(7.0);
-    for (size_t i = 1; i < keys.size(); ++i) EXPECT_LE(keys[i] - keys[i - 1], 2.0 + 1e-6) << "after " << keys[i - 1];
+    for (size_t i = 1; i < keys.size(); ++i)
+        EXPECT_LE(keys[i] - keys[i - 1], 2.0 + 1e-6) << "after " << keys[i - 1];
     EXPECT_GE(keys.size(), 4u);
 }
 
@@ -180,12 +186,14 @@ TEST_F(AssetWriterTest, TracksKeepTheirPlaceInTimeAcrossLateStartsAndGaps) {
     int64_t sent = 0;
     for (int i = 0; i < 120; ++i) {
         drawMovingPattern(*frame, i);
-        while (!r.video->isReadyForMoreMediaData()) std::this_thread::sleep_for(1ms);
+        while (!r.video->isReadyForMoreMediaData())
+            std::this_thread::sleep_for(1ms);
         ASSERT_TRUE(r.adaptor->appendPixelBuffer(frame, hostTimeAfter(base, i / 60.0)));
         frame = CVPixelBuffer::create(320, 240);
         const double t = i / 60.0;
         if (t < 0.5 || (t >= 1.2 && t < 1.5)) continue;
-        ASSERT_TRUE(r.audio[0]->appendSampleBuffer(sineRun(440, kAudioRate, 2, sent, 800, hostTimeAfter(base, t))));
+        ASSERT_TRUE(
+            r.audio[0]->appendSampleBuffer(sineRun(440, kAudioRate, 2, sent, 800, hostTimeAfter(base, t))));
         sent += 800;
     }
     ASSERT_TRUE(finishAndWait(*r.writer, kFinishTimeout));
@@ -196,7 +204,8 @@ TEST_F(AssetWriterTest, TracksKeepTheirPlaceInTimeAcrossLateStartsAndGaps) {
     EXPECT_NEAR(number(audio, "duration"), 2.0, 0.05);
     // ...silent until the tone's first stamp, silent again through the pause.
     const auto samples = decodeAudioTrack(file, 0, kAudioRate);
-    const auto onset = std::find_if(samples.begin(), samples.end(), [](float x) { return std::abs(x) > 0.05f; });
+    const auto onset =
+        std::find_if(samples.begin(), samples.end(), [](float x) { return std::abs(x) > 0.05f; });
     ASSERT_NE(onset, samples.end());
     EXPECT_NEAR(double(onset - samples.begin()) / kAudioRate, 0.5, 0.003);
     double pauseEnergy = 0, playEnergy = 0;
@@ -218,7 +227,8 @@ TEST_F(AssetWriterTest, AnAudioOnlyRecordingIsWrittenInFragmentsToo) {
     writer->startSessionAtSourceTime(base);
     for (int64_t sent = 0; sent < 5 * kAudioRate; sent += 480) {
         waitReady(*audio);
-        ASSERT_TRUE(audio->appendSampleBuffer(sineRun(440, kAudioRate, 2, sent, 480, hostTimeAfter(base, double(sent) / kAudioRate))));
+        ASSERT_TRUE(audio->appendSampleBuffer(
+            sineRun(440, kAudioRate, 2, sent, 480, hostTimeAfter(base, double(sent) / kAudioRate))));
     }
     // Before finishing, what is on disk already holds whole fragments.
     const auto deadline = std::chrono::steady_clock::now() + 5s;
@@ -252,11 +262,13 @@ TEST_F(AssetWriterTest, AppendsNeverBlockAndWhatCannotBeTakenIsCountedAsDropped)
     for (int i = 0; std::chrono::steady_clock::now() < end; ++i) {
         const auto before = std::chrono::steady_clock::now();
         if (r.video->isReadyForMoreMediaData())
-            EXPECT_TRUE(r.adaptor->appendPixelBuffer(frames[i % frames.size()], hostTimeAfter(base, i / 60.0)));
+            EXPECT_TRUE(
+                r.adaptor->appendPixelBuffer(frames[i % frames.size()], hostTimeAfter(base, i / 60.0)));
         else
             ++refused;
-        slowestMs = std::max(slowestMs,
-                             std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - before).count());
+        slowestMs = std::max(
+            slowestMs,
+            std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - before).count());
         std::this_thread::sleep_for(2ms);
     }
     EXPECT_LT(slowestMs, 20.0);
@@ -266,7 +278,8 @@ TEST_F(AssetWriterTest, AppendsNeverBlockAndWhatCannotBeTakenIsCountedAsDropped)
     ASSERT_TRUE(finishAndWait(*r.writer, kFinishTimeout));
     EXPECT_EQ(probeVideoPackets(file).size(), r.video->appendedCount());
     // Every frame handed over was let go once converted.
-    for (const auto& f : frames) EXPECT_EQ(f.use_count(), 1);
+    for (const auto& f : frames)
+        EXPECT_EQ(f.use_count(), 1);
 }
 
 // Readiness and status over a writer's life.
@@ -283,7 +296,8 @@ TEST_F(AssetWriterTest, InputsTakeMediaOnlyWhileWriting) {
 
     ASSERT_TRUE(r.writer->startWriting());
     EXPECT_EQ(r.writer->status(), AVAssetWriterStatus::writing);
-    EXPECT_FALSE(r.writer->canAddInput(*AVAssetWriterInput::initWithMediaType(AVMediaType::audio, AudioOutputSettings{})));
+    EXPECT_FALSE(r.writer->canAddInput(
+        *AVAssetWriterInput::initWithMediaType(AVMediaType::audio, AudioOutputSettings{})));
     r.writer->startSessionAtSourceTime(base);
     EXPECT_TRUE(r.video->isReadyForMoreMediaData());
     EXPECT_TRUE(r.adaptor->appendPixelBuffer(frame, base));
@@ -350,14 +364,17 @@ TEST_F(AssetWriterTest, AWriterWhoseSessionNeverStartedLeavesNoFileBehind) {
 
 TEST_F(AssetWriterTest, RefusesAMissingFolderAnExistingFileAndAFolderItCannotWrite) {
     NSError error;
-    EXPECT_FALSE(AVAssetWriter::initWithURL(URL{folder.path() / "missing" / "a.mp4"}, AVFileType::mpeg4, &error));
-    EXPECT_NE(error.localizedDescription.find("does not exist"), std::string::npos) << error.localizedDescription;
+    EXPECT_FALSE(
+        AVAssetWriter::initWithURL(URL{folder.path() / "missing" / "a.mp4"}, AVFileType::mpeg4, &error));
+    EXPECT_NE(error.localizedDescription.find("does not exist"), std::string::npos)
+        << error.localizedDescription;
 
     std::filesystem::path existing = folder.path() / "taken.mp4";
     { std::ofstream(existing) << "x"; }
     error = {};
     EXPECT_FALSE(AVAssetWriter::initWithURL(URL{existing}, AVFileType::mpeg4, &error));
-    EXPECT_NE(error.localizedDescription.find("already exists"), std::string::npos) << error.localizedDescription;
+    EXPECT_NE(error.localizedDescription.find("already exists"), std::string::npos)
+        << error.localizedDescription;
 
     // Our folder belongs to us; another user may not write there.
     const std::filesystem::path target = folder.path() / "theirs.mp4";

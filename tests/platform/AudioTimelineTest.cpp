@@ -28,7 +28,7 @@ TEST(AudioTimeline, ContiguousRunsFollowEachOtherByCountedSamples) {
 
 TEST(AudioTimeline, AGapLongerThanFiftyMillisecondsIsFilledUpToTheStamp) {
     AudioTimeline t(kRate);
-    t.place(0, 480, kRate); // ends at 10 ms
+    t.place(0, 480, kRate);                     // ends at 10 ms
     auto small = t.place(50 * kMs, 480, kRate); // 40 ms late: still counted on
     EXPECT_EQ(small.silenceSamples, 0);
     auto gap = t.place(1000 * kMs, 480, kRate); // expected at 20 ms

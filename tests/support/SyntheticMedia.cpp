@@ -26,11 +26,14 @@ void drawMovingPattern(CVPixelBuffer& buffer, int index, bool noisy) {
     }
 }
 
-CMSampleBufferRef sineRun(double frequency, int rate, int channels, int64_t firstFrame, int frames, CMTime time) {
+CMSampleBufferRef sineRun(double frequency, int rate, int channels, int64_t firstFrame, int frames,
+                          CMTime time) {
     std::vector<float> pcm(static_cast<size_t>(frames) * channels);
     for (int i = 0; i < frames; ++i) {
-        const float value = 0.3f * static_cast<float>(std::sin(2 * M_PI * frequency * double(firstFrame + i) / rate));
-        for (int c = 0; c < channels; ++c) pcm[static_cast<size_t>(i) * channels + c] = value;
+        const float value =
+            0.3f * static_cast<float>(std::sin(2 * M_PI * frequency * double(firstFrame + i) / rate));
+        for (int c = 0; c < channels; ++c)
+            pcm[static_cast<size_t>(i) * channels + c] = value;
     }
     return CMSampleBuffer::makeAudio({double(rate), channels}, std::move(pcm),
                                      {{CMTime::invalid(), time, CMTime::invalid()}});
@@ -56,7 +59,8 @@ TestRecording makeRecording(const std::filesystem::path& file, int width, int he
     for (int i = 0; i < audioTracks; ++i)
         r.audio.push_back(AVAssetWriterInput::initWithMediaType(AVMediaType::audio, AudioOutputSettings{}));
     r.writer->addInput(r.video);
-    for (auto& a : r.audio) r.writer->addInput(a);
+    for (auto& a : r.audio)
+        r.writer->addInput(a);
     return r;
 }
 

@@ -18,7 +18,8 @@ void drawMovingPattern(CVPixelBuffer& buffer, int index, bool noisy = false);
 
 /// A run of `frames` of a sine at `frequency`, continuing at `firstFrame`,
 /// every channel alike, stamped at `time`.
-CMSampleBufferRef sineRun(double frequency, int rate, int channels, int64_t firstFrame, int frames, CMTime time);
+CMSampleBufferRef sineRun(double frequency, int rate, int channels, int64_t firstFrame, int frames,
+                          CMTime time);
 
 /// `base` plus `seconds`, on the host clock's nanosecond timescale.
 CMTime hostTimeAfter(CMTime base, double seconds);
