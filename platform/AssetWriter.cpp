@@ -28,11 +28,11 @@ public:
     ~Impl() {
         {
             std::lock_guard lock(lifecycleMutex);
-            // Dropped while writing: keep what is there, closed as a playable fragmented file.
-            if (!finishing && core->writing()) {
+            // Dropped unfinished: keep what is there, closed as a playable fragmented file.
+            if (!finishing) {
                 stopInputs(false);
                 std::string ignored;
-                core->muxer->close(&ignored);
+                if (core->muxer) core->muxer->close(&ignored);
             }
         }
         if (finisher.joinable()) {
@@ -111,7 +111,8 @@ public:
             return false;
         }
         core->status = AVAssetWriterStatus::writing;
-        for (auto& input : inputs) input->impl().startWorker();
+        for (auto& input : inputs)
+            input->impl().startWorker();
         return true;
     }
 
@@ -182,7 +183,8 @@ std::shared_ptr<AVAssetWriter> AVAssetWriter::initWithURL(const URL& url, AVFile
     const std::filesystem::path folder = url.path.has_parent_path() ? url.path.parent_path() : ".";
     std::error_code ec;
     if (url.path.filename().empty()) return fail("No file name given for the recording.");
-    if (!std::filesystem::is_directory(folder, ec)) return fail("The folder " + folder.string() + " does not exist.");
+    if (!std::filesystem::is_directory(folder, ec))
+        return fail("The folder " + folder.string() + " does not exist.");
     if (::access(folder.c_str(), W_OK | X_OK) != 0)
         return fail("The folder " + folder.string() + " cannot be written to.");
     if (std::filesystem::exists(std::filesystem::symlink_status(url.path, ec)))
@@ -195,7 +197,9 @@ std::shared_ptr<AVAssetWriter> AVAssetWriter::initWithURL(const URL& url, AVFile
 AVAssetWriter::AVAssetWriter(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 AVAssetWriter::~AVAssetWriter() = default;
 
-const URL& AVAssetWriter::outputURL() const { return impl_->url; }
+const URL& AVAssetWriter::outputURL() const {
+    return impl_->url;
+}
 
 bool AVAssetWriter::canAddInput(const AVAssetWriterInput& input) const {
     if (impl_->core->status != AVAssetWriterStatus::unknown) return false;
@@ -212,7 +216,9 @@ void AVAssetWriter::addInput(std::shared_ptr<AVAssetWriterInput> input) {
     if (input && canAddInput(*input)) impl_->inputs.push_back(std::move(input));
 }
 
-bool AVAssetWriter::startWriting() { return impl_->startWriting(); }
+bool AVAssetWriter::startWriting() {
+    return impl_->startWriting();
+}
 
 void AVAssetWriter::startSessionAtSourceTime(CMTime startTime) {
     if (!startTime.isValid() || impl_->core->sessionStarted) return;
@@ -220,15 +226,23 @@ void AVAssetWriter::startSessionAtSourceTime(CMTime startTime) {
     impl_->core->sessionStarted = true;
 }
 
-AVAssetWriterStatus AVAssetWriter::status() const { return impl_->core->status; }
-NSError AVAssetWriter::error() const { return NSError{impl_->core->error()}; }
+AVAssetWriterStatus AVAssetWriter::status() const {
+    return impl_->core->status;
+}
+NSError AVAssetWriter::error() const {
+    return NSError{impl_->core->error()};
+}
 
 void AVAssetWriter::finishWritingWithCompletionHandler(std::function<void()> handler) {
     impl_->finish(std::move(handler));
 }
 
-void AVAssetWriter::cancelWriting() { impl_->cancel(); }
+void AVAssetWriter::cancelWriting() {
+    impl_->cancel();
+}
 
-std::string AVAssetWriter::videoEncoderName() const { return impl_->encoderName; }
+std::string AVAssetWriter::videoEncoderName() const {
+    return impl_->encoderName;
+}
 
 } // namespace vantrel

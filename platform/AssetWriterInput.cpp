@@ -16,7 +16,9 @@ AVAssetWriterInput::Impl::Impl(AVMediaType type, AVOutputSettings outputSettings
     ring_.resize(type == AVMediaType::video ? kVideoQueueFrames : kAudioQueueRuns);
 }
 
-AVAssetWriterInput::Impl::~Impl() { abortAndJoin(); }
+AVAssetWriterInput::Impl::~Impl() {
+    abortAndJoin();
+}
 
 bool AVAssetWriterInput::Impl::openEncoder(std::shared_ptr<AssetWriterCore> core, std::string* error) {
     core_ = std::move(core);
@@ -35,7 +37,11 @@ AVRational AVAssetWriterInput::Impl::streamTimeBase() const {
     return video_ ? VideoEncoderHevc::kTimeBase : audio_->timeBase();
 }
 
-void AVAssetWriterInput::Impl::startWorker() { worker_ = std::thread([this] { run(); }); }
+void AVAssetWriterInput::Impl::startWorker() {
+    std::lock_guard lock(mutex_);
+    worker_ = std::thread([this] { run(); });
+    running_ = true;
+}
 
 void AVAssetWriterInput::Impl::markFinished() {
     std::lock_guard lock(mutex_);
@@ -56,24 +62,27 @@ void AVAssetWriterInput::Impl::abortAndJoin() {
     }
     if (worker_.joinable()) worker_.join();
     std::lock_guard lock(mutex_);
-    for (Item& item : ring_) item = Item{};
+    for (Item& item : ring_)
+        item = Item{};
     count_ = 0;
     queuedSeconds_ = 0;
 }
 
 bool AVAssetWriterInput::Impl::acceptingLocked() const {
-    return core_ && core_->writing() && !finished_ && !abort_ && worker_.joinable();
+    return running_ && core_->writing() && !finished_ && !abort_;
 }
 
-bool AVAssetWriterInput::Impl::fullLocked(double seconds) const {
-    if (count_ == ring_.size()) return true;
-    return mediaType == AVMediaType::audio && count_ > 0 && queuedSeconds_ + seconds > kAudioQueueSeconds;
+// Whether a run fits is decided before it is known, so that a ready input
+// never refuses the next append.
+bool AVAssetWriterInput::Impl::fullLocked() const {
+    return count_ == ring_.size() ||
+           (mediaType == AVMediaType::audio && queuedSeconds_ >= kAudioQueueSeconds);
 }
 
 bool AVAssetWriterInput::Impl::ready() {
     std::lock_guard lock(mutex_);
     if (!acceptingLocked()) return false;
-    if (fullLocked(0)) {
+    if (fullLocked()) {
         ++dropped;
         return false;
     }
@@ -83,7 +92,7 @@ bool AVAssetWriterInput::Impl::ready() {
 bool AVAssetWriterInput::Impl::push(Item item) {
     std::lock_guard lock(mutex_);
     if (!acceptingLocked() || !core_->sessionStarted) return false;
-    if (fullLocked(item.seconds)) {
+    if (fullLocked()) {
         ++dropped;
         return false;
     }
@@ -105,12 +114,14 @@ bool AVAssetWriterInput::Impl::enqueueVideo(CVPixelBufferRef image, CMTime time)
 
 bool AVAssetWriterInput::Impl::enqueueAudio(const CMSampleBufferRef& sample) {
     if (!sample || !sample->isValid()) return false;
-    if (!sample->isAudio()) return sample->imageBuffer() && enqueueVideo(sample->imageBuffer(), sample->presentationTimeStamp());
+    if (!sample->isAudio())
+        return sample->imageBuffer() && enqueueVideo(sample->imageBuffer(), sample->presentationTimeStamp());
     if (mediaType != AVMediaType::audio || sample->timing().empty()) return false;
     const auto& format = *sample->audioFormat();
     if (format.sampleRate <= 0 || format.channelsPerFrame <= 0) return false;
     const double seconds = static_cast<double>(sample->numSamples()) / format.sampleRate;
-    return push(Item{nullptr, sample, hostNanoseconds(sample->timing().front().presentationTimeStamp), seconds});
+    return push(
+        Item{nullptr, sample, hostNanoseconds(sample->timing().front().presentationTimeStamp), seconds});
 }
 
 void AVAssetWriterInput::Impl::run() {
@@ -136,7 +147,8 @@ void AVAssetWriterInput::Impl::run() {
     if (!drained) {
         // Failed or stopped: let the queued pixels go back to their pool now.
         std::lock_guard lock(mutex_);
-        for (Item& item : ring_) item = Item{};
+        for (Item& item : ring_)
+            item = Item{};
         count_ = 0;
         queuedSeconds_ = 0;
         return;
@@ -162,8 +174,12 @@ void AVAssetWriterInput::Impl::process(Item& item) {
             ++dropped;
             return;
         }
+        const bool first = lastVideoPts_ < 0;
         lastVideoPts_ = pts;
-        ok = video_->encode(std::move(item.image), pts, sink);
+        // A track whose first frame is late would be pulled to the start of
+        // the file (fragments carry no edit list); shown early instead, the
+        // first frame simply stands in for the time before it.
+        ok = video_->encode(std::move(item.image), first ? 0 : pts, sink);
     } else {
         ok = audio_->encode(*item.sample, fileNs, sink);
     }
@@ -189,15 +205,27 @@ std::shared_ptr<AVAssetWriterInput> AVAssetWriterInput::initWithMediaType(AVMedi
 AVAssetWriterInput::AVAssetWriterInput(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 AVAssetWriterInput::~AVAssetWriterInput() = default;
 
-AVMediaType AVAssetWriterInput::mediaType() const { return impl_->mediaType; }
-const AVOutputSettings& AVAssetWriterInput::outputSettings() const { return impl_->settings; }
-bool AVAssetWriterInput::isReadyForMoreMediaData() const { return impl_->ready(); }
+AVMediaType AVAssetWriterInput::mediaType() const {
+    return impl_->mediaType;
+}
+const AVOutputSettings& AVAssetWriterInput::outputSettings() const {
+    return impl_->settings;
+}
+bool AVAssetWriterInput::isReadyForMoreMediaData() const {
+    return impl_->ready();
+}
 bool AVAssetWriterInput::appendSampleBuffer(const CMSampleBufferRef& sampleBuffer) {
     return impl_->enqueueAudio(sampleBuffer);
 }
-void AVAssetWriterInput::markAsFinished() { impl_->markFinished(); }
-uint64_t AVAssetWriterInput::appendedCount() const { return impl_->appended; }
-uint64_t AVAssetWriterInput::droppedCount() const { return impl_->dropped; }
+void AVAssetWriterInput::markAsFinished() {
+    impl_->markFinished();
+}
+uint64_t AVAssetWriterInput::appendedCount() const {
+    return impl_->appended;
+}
+uint64_t AVAssetWriterInput::droppedCount() const {
+    return impl_->dropped;
+}
 
 std::shared_ptr<AVAssetWriterInputPixelBufferAdaptor>
 AVAssetWriterInputPixelBufferAdaptor::initWithAssetWriterInput(std::shared_ptr<AVAssetWriterInput> input,
@@ -208,8 +236,8 @@ AVAssetWriterInputPixelBufferAdaptor::initWithAssetWriterInput(std::shared_ptr<A
     return std::make_shared<AVAssetWriterInputPixelBufferAdaptor>(std::move(input), attributes);
 }
 
-AVAssetWriterInputPixelBufferAdaptor::AVAssetWriterInputPixelBufferAdaptor(std::shared_ptr<AVAssetWriterInput> input,
-                                                                           PixelBufferAttributes attributes)
+AVAssetWriterInputPixelBufferAdaptor::AVAssetWriterInputPixelBufferAdaptor(
+    std::shared_ptr<AVAssetWriterInput> input, PixelBufferAttributes attributes)
     : input_(std::move(input)), attributes_(attributes) {}
 
 bool AVAssetWriterInputPixelBufferAdaptor::appendPixelBuffer(const CVPixelBufferRef& pixelBuffer,

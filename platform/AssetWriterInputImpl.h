@@ -57,7 +57,7 @@ private:
     };
 
     bool acceptingLocked() const;
-    bool fullLocked(double seconds) const;
+    bool fullLocked() const;
     bool push(Item item);
     void run();
     void process(Item& item);
@@ -77,6 +77,7 @@ private:
     double queuedSeconds_ = 0;
     bool finished_ = false;
     bool abort_ = false;
+    bool running_ = false; // the worker was started
     std::thread worker_;
 };
 

@@ -15,13 +15,14 @@ namespace {
 constexpr int kFifoSeconds = 1;
 } // namespace
 
-std::unique_ptr<AudioEncoderAac> AudioEncoderAac::open(const AudioOutputSettings& settings, std::string* error) {
+std::unique_ptr<AudioEncoderAac> AudioEncoderAac::open(const AudioOutputSettings& settings,
+                                                       std::string* error) {
     const int rate = static_cast<int>(std::lround(settings.sampleRate));
     if (settings.formatID != kAudioFormatMPEG4AAC || rate <= 0 || settings.numberOfChannels <= 0) {
         *error = "Unsupported audio settings.";
         return nullptr;
     }
-    std::unique_ptr<AudioEncoderAac> e(new AudioEncoderAac(AudioTimeline(rate)));
+    std::unique_ptr<AudioEncoderAac> e(new AudioEncoderAac);
     const AVCodec* codec = avcodec_find_encoder_by_name("aac");
     if (!codec || !(e->codec_ = avcodec_alloc_context3(codec))) {
         *error = "The AAC encoder is not available.";
@@ -39,6 +40,9 @@ std::unique_ptr<AudioEncoderAac> AudioEncoderAac::open(const AudioOutputSettings
         *error = "Cannot open the AAC encoder.";
         return nullptr;
     }
+    // The track starts one priming delay late, so that the encoder's first
+    // packet lands on file time 0 and nothing shifts the track.
+    e->timeline_ = AudioTimeline(rate, AudioTimeline::kDefaultGapNs, c->initial_padding);
     e->fifo_ = av_audio_fifo_alloc(c->sample_fmt, c->ch_layout.nb_channels, rate * kFifoSeconds);
     e->frame_ = av_frame_alloc();
     e->packet_ = av_packet_alloc();

@@ -35,7 +35,7 @@ public:
     bool flush(const PacketSink& sink);
 
 private:
-    explicit AudioEncoderAac(AudioTimeline timeline) : timeline_(timeline) {}
+    AudioEncoderAac() = default;
     bool useInputFormat(int rate, int channels);
     bool ensureScratch(int samples);
     bool writeSilence(int64_t samples, const PacketSink& sink);
@@ -43,7 +43,7 @@ private:
     bool sendFrame(int samples, const PacketSink& sink);
     bool receivePackets(const PacketSink& sink);
 
-    AudioTimeline timeline_;
+    AudioTimeline timeline_{48000};
     AVCodecContext* codec_ = nullptr;
     SwrContext* swr_ = nullptr;
     int inputRate_ = 0;

@@ -1,12 +1,14 @@
 #include "AudioTimeline.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace vantrel {
 
 constexpr double kNsPerSecond = 1e9;
 
-AudioTimeline::AudioTimeline(int outputRate, int64_t gapNs) : outputRate_(outputRate), gapNs_(gapNs) {}
+AudioTimeline::AudioTimeline(int outputRate, int64_t gapNs, int64_t originSample)
+    : outputRate_(outputRate), gapNs_(gapNs), firstSample_(originSample) {}
 
 AudioTimeline::Placement AudioTimeline::place(int64_t startNs, int64_t frames, double inputRate) {
     Placement p;
@@ -17,15 +19,16 @@ AudioTimeline::Placement AudioTimeline::place(int64_t startNs, int64_t frames, d
     const double outPerIn = outputRate_ / inputRate;
     const double start = startNs * outputRate_ / kNsPerSecond; // in output samples
     if (!started_) {
-        if (start < 0) p.skipFrames = static_cast<int64_t>(std::ceil(-start / outPerIn - 1e-9));
+        const double origin = static_cast<double>(firstSample_);
+        if (start < origin)
+            p.skipFrames = static_cast<int64_t>(std::ceil((origin - start) / outPerIn - 1e-9));
         if (p.skipFrames >= frames) {
             p.dropped = true;
             return p;
         }
         started_ = true;
-        const double kept = start + p.skipFrames * outPerIn;
-        firstSample_ = std::llround(kept);
-        endSample_ = static_cast<double>(firstSample_) + (frames - p.skipFrames) * outPerIn;
+        p.silenceSamples = std::max<int64_t>(0, std::llround(start + p.skipFrames * outPerIn - origin));
+        endSample_ = origin + static_cast<double>(p.silenceSamples) + (frames - p.skipFrames) * outPerIn;
         return p;
     }
     const double delta = start - endSample_;

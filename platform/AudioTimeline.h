@@ -20,18 +20,19 @@ public:
         int64_t skipFrames = 0;
         /// Output samples of silence to put in before the rest.
         int64_t silenceSamples = 0;
-        /// True when the run adds nothing (all of it before time 0 or overlapping).
+        /// True when the run adds nothing (all of it before the origin or overlapping).
         bool dropped = false;
     };
 
-    explicit AudioTimeline(int outputRate, int64_t gapNs = kDefaultGapNs);
+    /// `originSample`: the file time, in output samples, the track starts at.
+    explicit AudioTimeline(int outputRate, int64_t gapNs = kDefaultGapNs, int64_t originSample = 0);
 
     /// A run of `frames` input frames at `inputRate` whose first frame is at
     /// `startNs` of file time (negative: before the session start).
     Placement place(int64_t startNs, int64_t frames, double inputRate);
 
     bool started() const { return started_; }
-    /// The output sample the track starts at; valid once started.
+    /// The output sample the track starts at.
     int64_t firstSample() const { return firstSample_; }
     /// Output samples placed so far, counted from firstSample (silence included).
     double placedSamples() const { return endSample_ - static_cast<double>(firstSample_); }
@@ -40,7 +41,7 @@ private:
     int outputRate_;
     int64_t gapNs_;
     bool started_ = false;
-    int64_t firstSample_ = 0;
+    int64_t firstSample_;
     double endSample_ = 0; // where the next run is expected, in output samples of file time
 };
 

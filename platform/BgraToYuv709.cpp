@@ -16,7 +16,9 @@ constexpr int kYOffset = (16 << kShift) + (1 << (kShift - 1));
 constexpr int kCShift = kShift + 2;
 constexpr int kCOffset = (128 << kCShift) + (1 << (kCShift - 1));
 
-inline uint8_t clampByte(int v) { return static_cast<uint8_t>(v < 0 ? 0 : (v > 255 ? 255 : v)); }
+inline uint8_t clampByte(int v) {
+    return static_cast<uint8_t>(v < 0 ? 0 : (v > 255 ? 255 : v));
+}
 
 inline uint8_t lumaOf(const uint8_t* p) {
     return clampByte((kYb * p[0] + kYg * p[1] + kYr * p[2] + kYOffset) >> kShift);
@@ -63,7 +65,8 @@ __attribute__((target("ssse3"))) inline __m128i blockSums(__m128i top, __m128i b
     return _mm_unpacklo_epi64(a, b);
 }
 
-__attribute__((target("ssse3"))) inline __m128i chromaOf4(__m128i blocks01, __m128i blocks23, __m128i coeffs) {
+__attribute__((target("ssse3"))) inline __m128i chromaOf4(__m128i blocks01, __m128i blocks23,
+                                                          __m128i coeffs) {
     const __m128i sum = _mm_hadd_epi32(_mm_madd_epi16(blocks01, coeffs), _mm_madd_epi16(blocks23, coeffs));
     return _mm_srai_epi32(_mm_add_epi32(sum, _mm_set1_epi32(kCOffset)), kCShift);
 }
@@ -97,7 +100,8 @@ __attribute__((target("ssse3"))) void convertSsse3(const uint8_t* bgra, size_t s
                 _mm_storeu_si128(reinterpret_cast<__m128i*>(y1 + x), _mm_packus_epi16(yc, yd));
             }
             __m128i blocks[4];
-            for (int i = 0; i < 4; ++i) blocks[i] = blockSums(top[i], bottom[i]);
+            for (int i = 0; i < 4; ++i)
+                blocks[i] = blockSums(top[i], bottom[i]);
             const __m128i u16 = _mm_packs_epi32(chromaOf4(blocks[0], blocks[1], uCoeffs),
                                                 chromaOf4(blocks[2], blocks[3], uCoeffs));
             const __m128i v16 = _mm_packs_epi32(chromaOf4(blocks[0], blocks[1], vCoeffs),
@@ -111,13 +115,14 @@ __attribute__((target("ssse3"))) void convertSsse3(const uint8_t* bgra, size_t s
 
 } // namespace
 
-void convertBgraToI420Bt709Scalar(const uint8_t* bgra, size_t stride, int width, int height, const YuvPlanes& out) {
+void convertBgraToI420Bt709Scalar(const uint8_t* bgra, size_t stride, int width, int height,
+                                  const YuvPlanes& out) {
     for (int y = 0; y < height; y += 2) {
         const bool hasRow1 = y + 1 < height;
         const uint8_t* row0 = bgra + stride * y;
         uint8_t* y0 = out.y + static_cast<size_t>(out.yStride) * y;
-        convertTail(row0, hasRow1 ? row0 + stride : row0, hasRow1, 0, width, y0, hasRow1 ? y0 + out.yStride : y0,
-                    out.u + static_cast<size_t>(out.uStride) * (y / 2),
+        convertTail(row0, hasRow1 ? row0 + stride : row0, hasRow1, 0, width, y0,
+                    hasRow1 ? y0 + out.yStride : y0, out.u + static_cast<size_t>(out.uStride) * (y / 2),
                     out.v + static_cast<size_t>(out.vStride) * (y / 2));
     }
 }

@@ -22,7 +22,8 @@ struct YuvPlanes {
 /// Each chroma sample is the mean of its 2x2 block; with an odd width or
 /// height the last column or row stands for its missing neighbour. Alpha is
 /// ignored. Allocates nothing.
-void convertBgraToI420Bt709(const uint8_t* bgra, size_t bgraStride, int width, int height, const YuvPlanes& out);
+void convertBgraToI420Bt709(const uint8_t* bgra, size_t bgraStride, int width, int height,
+                            const YuvPlanes& out);
 
 /// The scalar path alone, for checking the vector path against it.
 void convertBgraToI420Bt709Scalar(const uint8_t* bgra, size_t bgraStride, int width, int height,

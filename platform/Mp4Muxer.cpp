@@ -10,6 +10,7 @@ namespace vantrel {
 // least every two seconds: that bounds what a crash can lose.
 constexpr const char* kRecordingMovFlags = "frag_keyframe+empty_moov+default_base_moof+write_colr";
 constexpr int kVideoTimescale = 90000;
+constexpr int64_t kAudioOnlyFragmentUs = 2'000'000;
 
 std::string averrorText(int averror) {
     char text[AV_ERROR_MAX_STRING_SIZE] = {};
@@ -53,6 +54,11 @@ bool Mp4Muxer::open(std::string* error) {
     AVDictionary* options = nullptr;
     av_dict_set(&options, "movflags", kRecordingMovFlags, 0);
     av_dict_set_int(&options, "video_track_timescale", kVideoTimescale, 0);
+    // Without a picture there are no key frames to cut at: cut by time.
+    bool hasVideo = false;
+    for (unsigned i = 0; i < format_->nb_streams; ++i)
+        hasVideo |= format_->streams[i]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
+    if (!hasVideo) av_dict_set_int(&options, "frag_duration", kAudioOnlyFragmentUs, 0);
     ret = avformat_write_header(format_, &options);
     av_dict_free(&options);
     if (ret < 0) {

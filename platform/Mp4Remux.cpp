@@ -8,6 +8,8 @@
 namespace vantrel {
 namespace {
 
+constexpr int kAacFrameSamples = 1024;
+
 struct RemuxContexts {
     AVFormatContext* in = nullptr;
     AVFormatContext* out = nullptr;
@@ -43,6 +45,9 @@ bool copyPackets(const std::filesystem::path& from, const std::filesystem::path&
             *error = "Cannot copy the tracks of " + from.string();
             return false;
         }
+        // The MP4 demuxer leaves the AAC frame size out; the muxer wants it for its index.
+        if (out->codecpar->codec_id == AV_CODEC_ID_AAC && out->codecpar->frame_size == 0)
+            out->codecpar->frame_size = kAacFrameSamples;
         out->time_base = in->time_base;
         out->avg_frame_rate = in->avg_frame_rate;
     }

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <dlfcn.h>
+#include <unistd.h>
 #include <vector>
 
 extern "C" {
@@ -80,6 +82,11 @@ AVCodecContext* openX265(const VideoOutputSettings& settings) {
 }
 
 AVCodecContext* openNvenc(const VideoOutputSettings& settings) {
+    // Without NVIDIA's driver library the encoder cannot open; asking first
+    // spares every recording FFmpeg's complaint about it.
+    void* cuda = dlopen("libcuda.so.1", RTLD_LAZY | RTLD_LOCAL);
+    if (!cuda) return nullptr;
+    dlclose(cuda);
     const AVCodec* codec = avcodec_find_encoder_by_name("hevc_nvenc");
     AVCodecContext* c = codec ? makeContext(codec, settings) : nullptr;
     if (!c) return nullptr;
@@ -96,7 +103,8 @@ AVCodecContext* openNvenc(const VideoOutputSettings& settings) {
 AVCodecContext* openVaapi(const VideoOutputSettings& settings, AVBufferRef** framesOut) {
     const AVCodec* codec = avcodec_find_encoder_by_name("hevc_vaapi");
     AVBufferRef* device = nullptr;
-    if (!codec || av_hwdevice_ctx_create(&device, AV_HWDEVICE_TYPE_VAAPI, kRenderNode, nullptr, 0) < 0)
+    if (!codec || access(kRenderNode, R_OK | W_OK) != 0 ||
+        av_hwdevice_ctx_create(&device, AV_HWDEVICE_TYPE_VAAPI, kRenderNode, nullptr, 0) < 0)
         return nullptr;
     AVBufferRef* frames = av_hwframe_ctx_alloc(device);
     av_buffer_unref(&device);
@@ -111,7 +119,8 @@ AVCodecContext* openVaapi(const VideoOutputSettings& settings, AVBufferRef** fra
     AVPixelFormat* formats = nullptr;
     if (av_hwframe_ctx_init(frames) >= 0 &&
         av_hwframe_transfer_get_formats(frames, AV_HWFRAME_TRANSFER_DIRECTION_TO, &formats, 0) >= 0) {
-        for (AVPixelFormat* f = formats; *f != AV_PIX_FMT_NONE; ++f) uploadable |= *f == AV_PIX_FMT_YUV420P;
+        for (AVPixelFormat* f = formats; *f != AV_PIX_FMT_NONE; ++f)
+            uploadable |= *f == AV_PIX_FMT_YUV420P;
     }
     av_free(formats);
     AVCodecContext* c = uploadable ? makeContext(codec, settings) : nullptr;
@@ -139,7 +148,8 @@ int hevcQualityToCrf(double quality) {
     return static_cast<int>(std::lround(kCrfAtWorstQuality + (kCrfAtBestQuality - kCrfAtWorstQuality) * q));
 }
 
-std::unique_ptr<VideoEncoderHevc> VideoEncoderHevc::open(const VideoOutputSettings& settings, std::string* error) {
+std::unique_ptr<VideoEncoderHevc> VideoEncoderHevc::open(const VideoOutputSettings& settings,
+                                                         std::string* error) {
     if (settings.width <= 0 || settings.height <= 0 || settings.width % 2 || settings.height % 2) {
         *error = "The video size " + std::to_string(settings.width) + "x" + std::to_string(settings.height) +
                  " cannot be encoded as 4:2:0.";
@@ -187,9 +197,10 @@ VideoEncoderHevc::~VideoEncoderHevc() {
 bool VideoEncoderHevc::encode(CVPixelBufferRef image, int64_t pts, const PacketSink& sink) {
     if (!image || image->width() != codec_->width || image->height() != codec_->height) return false;
     if (av_frame_make_writable(frame_) < 0) return false;
-    const YuvPlanes planes{frame_->data[0], frame_->linesize[0], frame_->data[1],
-                           frame_->linesize[1], frame_->data[2], frame_->linesize[2]};
-    convertBgraToI420Bt709(image->baseAddress(), image->bytesPerRow(), image->width(), image->height(), planes);
+    const YuvPlanes planes{frame_->data[0],     frame_->linesize[0], frame_->data[1],
+                           frame_->linesize[1], frame_->data[2],     frame_->linesize[2]};
+    convertBgraToI420Bt709(image->baseAddress(), image->bytesPerRow(), image->width(), image->height(),
+                           planes);
     image.reset(); // back to the capture pool before the encoder's slow part
 
     frame_->pts = pts;
@@ -204,7 +215,8 @@ bool VideoEncoderHevc::encode(CVPixelBufferRef image, int64_t pts, const PacketS
     AVFrame* input = frame_;
     if (hwFrames_) {
         av_frame_unref(hwFrame_);
-        if (av_hwframe_get_buffer(hwFrames_, hwFrame_, 0) < 0 || av_hwframe_transfer_data(hwFrame_, frame_, 0) < 0)
+        if (av_hwframe_get_buffer(hwFrames_, hwFrame_, 0) < 0 ||
+            av_hwframe_transfer_data(hwFrame_, frame_, 0) < 0)
             return false;
         hwFrame_->pts = frame_->pts;
         hwFrame_->pict_type = frame_->pict_type;

@@ -13,7 +13,9 @@ TEST(AudioTimeline, ContiguousRunsFollowEachOtherByCountedSamples) {
     AudioTimeline t(kRate);
     auto first = t.place(100 * kMs, 480, kRate);
     EXPECT_FALSE(first.dropped);
-    EXPECT_EQ(t.firstSample(), 4800);
+    // The track starts at 0 all the same, silent until its first sample.
+    EXPECT_EQ(t.firstSample(), 0);
+    EXPECT_EQ(first.silenceSamples, 4800);
     // A few milliseconds of jitter in the stamps changes nothing.
     for (int64_t stampMs : {110 + 3, 120 - 0, 130 + 20, 140}) {
         auto p = t.place(stampMs * kMs, 480, kRate);
@@ -21,12 +23,12 @@ TEST(AudioTimeline, ContiguousRunsFollowEachOtherByCountedSamples) {
         EXPECT_EQ(p.silenceSamples, 0);
         EXPECT_FALSE(p.dropped);
     }
-    EXPECT_DOUBLE_EQ(t.placedSamples(), 5 * 480);
+    EXPECT_DOUBLE_EQ(t.placedSamples(), 4800 + 5 * 480);
 }
 
 TEST(AudioTimeline, AGapLongerThanFiftyMillisecondsIsFilledUpToTheStamp) {
     AudioTimeline t(kRate);
-    t.place(0, 480, kRate); // ends at 10 ms
+    t.place(0, 480, kRate);                     // ends at 10 ms
     auto small = t.place(50 * kMs, 480, kRate); // 40 ms late: still counted on
     EXPECT_EQ(small.silenceSamples, 0);
     auto gap = t.place(1000 * kMs, 480, kRate); // expected at 20 ms
@@ -63,4 +65,20 @@ TEST(AudioTimeline, OtherInputRatesArePlacedInOutputSamples) {
     EXPECT_NEAR(overlap.skipFrames, 220.5, 0.5);
     auto gap = t.place(200 * kMs, 441, 44100);
     EXPECT_NEAR(gap.silenceSamples, 48 * (200 - 15), 1);
+}
+
+TEST(AudioTimeline, ATrackWithAnOriginStartsThereWhateverComesFirst) {
+    // An origin of one AAC priming delay: what would sound before it is cut.
+    AudioTimeline early(kRate, AudioTimeline::kDefaultGapNs, 1024);
+    auto p = early.place(0, 2048, kRate);
+    EXPECT_EQ(p.skipFrames, 1024);
+    EXPECT_EQ(p.silenceSamples, 0);
+    EXPECT_EQ(early.firstSample(), 1024);
+    EXPECT_DOUBLE_EQ(early.placedSamples(), 1024);
+
+    AudioTimeline late(kRate, AudioTimeline::kDefaultGapNs, 1024);
+    auto q = late.place(100 * kMs, 480, kRate);
+    EXPECT_EQ(q.skipFrames, 0);
+    EXPECT_EQ(q.silenceSamples, 4800 - 1024);
+    EXPECT_DOUBLE_EQ(late.placedSamples(), 4800 - 1024 + 480);
 }

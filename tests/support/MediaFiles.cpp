@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 
@@ -10,7 +11,8 @@ namespace vantrel::test {
 
 std::string shellQuote(const std::string& text) {
     std::string quoted = "'";
-    for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    for (char c : text)
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
     return quoted + "'";
 }
 
@@ -20,7 +22,8 @@ std::optional<std::string> commandOutput(const std::string& commandLine) {
     std::string out;
     std::array<char, 65536> chunk{};
     size_t n = 0;
-    while ((n = fread(chunk.data(), 1, chunk.size(), pipe)) > 0) out.append(chunk.data(), n);
+    while ((n = fread(chunk.data(), 1, chunk.size(), pipe)) > 0)
+        out.append(chunk.data(), n);
     if (pclose(pipe) != 0) return std::nullopt;
     return out;
 }
@@ -33,8 +36,9 @@ nlohmann::json probeFile(const std::filesystem::path& file) {
 }
 
 std::vector<ProbedPacket> probeVideoPackets(const std::filesystem::path& file) {
-    const auto out = commandOutput("ffprobe -v error -of json -select_streams v:0 -show_entries packet=pts_time,flags " +
-                                   shellQuote(file.string()));
+    const auto out =
+        commandOutput("ffprobe -v error -of json -select_streams v:0 -show_entries packet=pts_time,flags " +
+                      shellQuote(file.string()));
     std::vector<ProbedPacket> packets;
     if (!out) return packets;
     const auto json = nlohmann::json::parse(*out, nullptr, false);
@@ -48,6 +52,14 @@ std::vector<ProbedPacket> probeVideoPackets(const std::filesystem::path& file) {
     return packets;
 }
 
+int decodedVideoFrames(const std::filesystem::path& file) {
+    const auto out = commandOutput("ffprobe -v quiet -count_frames -select_streams v:0 -show_entries "
+                                   "stream=nb_read_frames -of csv=p=0 " +
+                                   shellQuote(file.string()));
+    if (!out || out->empty()) return -1;
+    return std::atoi(out->c_str());
+}
+
 bool decodesCleanly(const std::filesystem::path& file) {
     const auto out = commandOutput("ffmpeg -nostdin -v error -xerror -i " + shellQuote(file.string()) +
                                    " -map 0 -f null - 2>&1");
@@ -55,8 +67,9 @@ bool decodesCleanly(const std::filesystem::path& file) {
 }
 
 std::vector<float> decodeAudioTrack(const std::filesystem::path& file, int index, int rate) {
-    const auto out = commandOutput("ffmpeg -nostdin -v error -i " + shellQuote(file.string()) + " -map 0:a:" +
-                                   std::to_string(index) + " -ac 1 -ar " + std::to_string(rate) + " -f f32le -");
+    const auto out = commandOutput("ffmpeg -nostdin -v error -i " + shellQuote(file.string()) +
+                                   " -map 0:a:" + std::to_string(index) + " -ac 1 -ar " +
+                                   std::to_string(rate) + " -f f32le -");
     std::vector<float> samples;
     if (!out) return samples;
     samples.resize(out->size() / sizeof(float));
@@ -93,7 +106,8 @@ std::vector<std::string> topLevelBoxes(const std::filesystem::path& file) {
         if (size == 1) {
             if (!in.read(reinterpret_cast<char*>(header + 8), 8)) break;
             size = 0;
-            for (int i = 8; i < 16; ++i) size = (size << 8) | header[i];
+            for (int i = 8; i < 16; ++i)
+                size = (size << 8) | header[i];
         } else if (size == 0) {
             break; // to the end of the file
         }
@@ -101,6 +115,19 @@ std::vector<std::string> topLevelBoxes(const std::filesystem::path& file) {
         offset += size;
     }
     return boxes;
+}
+
+} // namespace vantrel::test
+
+namespace vantrel::test {
+
+std::optional<std::array<int, 4>> nclxColour(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const auto at = bytes.find("colrnclx");
+    if (at == std::string::npos || at + 15 > bytes.size()) return std::nullopt;
+    const auto u8 = [&](size_t i) { return static_cast<unsigned char>(bytes[at + 8 + i]); };
+    return std::array<int, 4>{u8(0) << 8 | u8(1), u8(2) << 8 | u8(3), u8(4) << 8 | u8(5), u8(6) >> 7};
 }
 
 } // namespace vantrel::test

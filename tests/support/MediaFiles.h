@@ -3,6 +3,7 @@
 // audio from ffmpeg, the strength of a tone, and the MP4 boxes at the top
 // level of a file.
 
+#include <array>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -25,6 +26,9 @@ struct ProbedPacket {
 };
 std::vector<ProbedPacket> probeVideoPackets(const std::filesystem::path& file);
 
+/// Frames of the first video track that decode; -1 when the file does not open.
+int decodedVideoFrames(const std::filesystem::path& file);
+
 /// True when ffmpeg decodes every track of the file without an error.
 bool decodesCleanly(const std::filesystem::path& file);
 
@@ -36,6 +40,9 @@ double toneShare(const std::vector<float>& samples, double frequency, int rate);
 
 /// The four-letter types of the top-level boxes, in file order.
 std::vector<std::string> topLevelBoxes(const std::filesystem::path& file);
+
+/// The first `colr` box of type `nclx`: primaries, transfer, matrix, full range (0 or 1).
+std::optional<std::array<int, 4>> nclxColour(const std::filesystem::path& file);
 
 /// Shell quoting for one argument.
 std::string shellQuote(const std::string& text);

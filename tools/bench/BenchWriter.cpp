@@ -30,6 +30,7 @@ struct Options {
     int width = 1920;
     int height = 1080;
     bool hardware = true;
+    bool calm = false;
     std::filesystem::path out;
 };
 
@@ -41,15 +42,19 @@ Options parse(int argc, char** argv) {
             o.seconds = std::stod(argv[++i]);
         else if (arg == "--size" && i + 1 < argc && std::sscanf(argv[++i], "%dx%d", &o.width, &o.height) == 2)
             continue;
+        else if (arg == "--calm")
+            o.calm = true;
         else if (arg == "--software")
             o.hardware = false;
         else if (arg == "--out" && i + 1 < argc)
             o.out = argv[++i];
         else
-            throw std::invalid_argument(
-                "usage: vantrel-bench-writer [--seconds N] [--size WxH] [--software] [--out file.mp4]");
+            throw std::invalid_argument("usage: vantrel-bench-writer [--seconds N] [--size WxH] [--calm] "
+                                        "[--software] [--out file.mp4]");
     }
-    if (o.out.empty()) o.out = std::filesystem::temp_directory_path() / ("bench-writer-" + std::to_string(getpid()) + ".mp4");
+    if (o.out.empty())
+        o.out =
+            std::filesystem::temp_directory_path() / ("bench-writer-" + std::to_string(getpid()) + ".mp4");
     return o;
 }
 
@@ -81,7 +86,8 @@ CVPixelBufferRef busyFrame(int index, int width, int height) {
 int main(int argc, char** argv) try {
     const Options o = parse(argc, argv);
     std::vector<CVPixelBufferRef> frames;
-    for (int i = 0; i < kDistinctFrames; ++i) frames.push_back(busyFrame(i, o.width, o.height));
+    for (int i = 0; i < kDistinctFrames; ++i)
+        frames.push_back(busyFrame(i, o.width, o.height));
 
     NSError error;
     auto writer = AVAssetWriter::initWithURL(URL{o.out}, AVFileType::mpeg4, &error);
@@ -108,19 +114,24 @@ int main(int argc, char** argv) try {
     for (int i = 0; i < total; ++i) {
         std::this_thread::sleep_until(t0 + std::chrono::microseconds(1'000'000LL * i / kFramesPerSecond));
         const CMTime pts = start + CMTime(1'000'000'000LL * i / kFramesPerSecond, 1'000'000'000);
-        if (videoInput->isReadyForMoreMediaData()) adaptor->appendPixelBuffer(frames[i % kDistinctFrames], pts);
+        // Calm: a page that scrolls once a second, as when someone reads or types.
+        const int shown = o.calm ? (i / kFramesPerSecond) % kDistinctFrames : i % kDistinctFrames;
+        if (videoInput->isReadyForMoreMediaData()) adaptor->appendPixelBuffer(frames[shown], pts);
         // Audio keeps pace with the frames offered.
-        for (int r = 0; r < runsPerFrame && audioFrames * kFramesPerSecond < int64_t(i + 1) * kAudioRate; ++r) {
+        for (int r = 0; r < runsPerFrame && audioFrames * kFramesPerSecond < int64_t(i + 1) * kAudioRate;
+             ++r) {
             for (int k = 0; k < kAudioRunFrames; ++k)
-                pcm[2 * k] = pcm[2 * k + 1] = 0.2f * std::sin(2 * M_PI * 440.0 * (audioFrames + k) / kAudioRate);
+                pcm[2 * k] = pcm[2 * k + 1] =
+                    0.2f * std::sin(2 * M_PI * 440.0 * (audioFrames + k) / kAudioRate);
             const CMTime at = start + CMTime(audioFrames * 1'000'000'000LL / kAudioRate, 1'000'000'000);
             if (audioInput->isReadyForMoreMediaData())
-                audioInput->appendSampleBuffer(
-                    CMSampleBuffer::makeAudio({kAudioRate, 2}, pcm, {{CMTime::invalid(), at, CMTime::invalid()}}));
+                audioInput->appendSampleBuffer(CMSampleBuffer::makeAudio(
+                    {kAudioRate, 2}, pcm, {{CMTime::invalid(), at, CMTime::invalid()}}));
             audioFrames += kAudioRunFrames;
         }
     }
-    const double offeredSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+    const double offeredSeconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
 
     std::mutex m;
     std::condition_variable cv;
@@ -144,8 +155,8 @@ int main(int argc, char** argv) try {
     std::printf("frames offered %d, written %llu (%.1f fps), dropped %llu\n", total,
                 static_cast<unsigned long long>(written), written / offeredSeconds,
                 static_cast<unsigned long long>(videoInput->droppedCount()));
-    std::printf("finish %.0f ms, status %d, file %s (%.1f MB)\n", finishMs, static_cast<int>(writer->status()),
-                o.out.c_str(), std::filesystem::file_size(o.out) / 1e6);
+    std::printf("finish %.0f ms, status %d, file %s (%.1f MB)\n", finishMs,
+                static_cast<int>(writer->status()), o.out.c_str(), std::filesystem::file_size(o.out) / 1e6);
     return writer->status() == AVAssetWriterStatus::completed ? 0 : 1;
 } catch (const std::exception& e) {
     std::cerr << e.what() << "\n";
