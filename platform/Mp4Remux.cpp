@@ -81,7 +81,11 @@ bool copyPackets(const std::filesystem::path& from, const std::filesystem::path&
 } // namespace
 
 bool remuxToIndexedMp4(const std::filesystem::path& file, std::string* error) {
-    const std::filesystem::path hidden = file.parent_path() / ("." + file.filename().string() + ".indexing");
+    // Appended piecewise: GCC 12 sees a false overlap in "." + name.
+    std::string hiddenName = ".";
+    hiddenName += file.filename().string();
+    hiddenName += ".indexing";
+    const std::filesystem::path hidden = file.parent_path() / hiddenName;
     bool ok = copyPackets(file, hidden, error);
     if (ok && std::rename(hidden.c_str(), file.c_str()) != 0) {
         *error = "Cannot replace " + file.string() + ": " + std::generic_category().message(errno);

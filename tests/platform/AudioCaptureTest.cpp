@@ -4,6 +4,7 @@
 
 #include "platform/AudioCaptureSession.h"
 #include "platform/ScreenCaptureServiceLinux.h"
+#include "tests/support/MediaFiles.h"
 #include "tests/support/SoundServerProcess.h"
 #include "tests/support/TestServices.h"
 
@@ -159,7 +160,7 @@ private:
 };
 
 std::string moduleIndexOf(const std::string& module) {
-    return test::commandOutput("pactl list short modules | awk '$2 == \"" + module + "\" {print $1}'");
+    return test::commandOutput("pactl list short modules | awk '$2 == \"" + module + "\" {print $1}'").value_or("");
 }
 
 AVCaptureDevice microphone(const std::string& sourceName) {
@@ -257,7 +258,7 @@ TEST(AudioCaptureSignal, TimestampsStartAtTheHostClockAndFollowEachOtherExactly)
 TEST(AudioCaptureSignal, SourceOwnFormatIsKeptWhenNoneIsAsked) {
     // mic_feed runs at the daemon's default rate, not 48 kHz.
     const std::string rate =
-        test::commandOutput("pactl list short sources | awk '$2 == \"virtual_mic\" {print $6}' | tr -dc 0-9");
+        test::commandOutput("pactl list short sources | awk '$2 == \"virtual_mic\" {print $6}' | tr -dc 0-9").value_or("");
     ASSERT_FALSE(rate.empty());
     auto source = makePulseRecordSource("virtual_mic", 0, 0);
     SampleLog log;

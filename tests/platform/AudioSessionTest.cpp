@@ -4,6 +4,7 @@
 
 #include "platform/AudioCaptureSession.h"
 #include "platform/NotificationCenter.h"
+#include "tests/support/MediaFiles.h"
 #include "tests/support/SoundServerProcess.h"
 #include "tests/support/TestServices.h"
 
@@ -257,7 +258,7 @@ TEST(AudioSessionPulse, UnloadedMicrophoneInterruptsTheSession) {
     ASSERT_TRUE(rig.session.isRunning());
 
     const std::string module =
-        test::commandOutput("pactl list short modules | awk '$2 == \"module-remap-source\" {print $1}'");
+        test::commandOutput("pactl list short modules | awk '$2 == \"module-remap-source\" {print $1}'").value_or("");
     ASSERT_FALSE(module.empty());
     ASSERT_TRUE(test::runCommand("pactl unload-module " + module));
     ASSERT_TRUE(test::waitUntil([&] { return !interruptions.seen.empty(); }, 3s));

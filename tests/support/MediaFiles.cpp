@@ -25,6 +25,8 @@ std::optional<std::string> commandOutput(const std::string& commandLine) {
     while ((n = fread(chunk.data(), 1, chunk.size(), pipe)) > 0)
         out.append(chunk.data(), n);
     if (pclose(pipe) != 0) return std::nullopt;
+    while (!out.empty() && out.back() == '\n')
+        out.pop_back();
     return out;
 }
 

@@ -12,7 +12,8 @@
 
 namespace vantrel::test {
 
-/// Standard output of a shell command line; nothing when it exits non-zero.
+/// Standard output of a shell command line without its last line end;
+/// nothing when it exits non-zero.
 std::optional<std::string> commandOutput(const std::string& commandLine);
 
 /// `ffprobe -of json -show_format -show_streams`; null when ffprobe fails.

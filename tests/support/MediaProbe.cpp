@@ -56,70 +56,12 @@ CommandOutput runCapturing(const std::string& commandLine, std::chrono::millisec
     return result;
 }
 
-nlohmann::json probeMedia(const std::filesystem::path& file) {
-    const auto output =
-        runCapturing("ffprobe -v error -show_streams -show_format -of json " + quoted(file), std::chrono::seconds(30));
-    if (output.exitCode != 0) return {};
-    return nlohmann::json::parse(output.out, nullptr, false);
-}
-
 std::vector<nlohmann::json> streamsOfType(const nlohmann::json& probe, const std::string& codecType) {
     std::vector<nlohmann::json> found;
     if (!probe.contains("streams")) return found;
     for (const auto& stream : probe["streams"])
         if (stream.value("codec_type", "") == codecType) found.push_back(stream);
     return found;
-}
-
-int decodableVideoFrames(const std::filesystem::path& file) {
-    const auto output = runCapturing("ffprobe -v error -count_frames -select_streams v:0 -show_entries "
-                                     "stream=nb_read_frames -of csv=p=0 " + quoted(file),
-                                     std::chrono::seconds(60));
-    if (output.exitCode != 0 || output.out.empty()) return -1;
-    try {
-        return std::stoi(output.out);
-    } catch (const std::exception&) {
-        return -1;
-    }
-}
-
-std::vector<double> videoPacketTimes(const std::filesystem::path& file) {
-    const auto output = runCapturing("ffprobe -v error -select_streams v:0 -show_entries packet=pts_time -of csv=p=0 " +
-                                         quoted(file),
-                                     std::chrono::seconds(30));
-    std::vector<double> times;
-    std::istringstream lines(output.out);
-    for (std::string line; std::getline(lines, line);)
-        if (!line.empty()) times.push_back(std::stod(line));
-    return times;
-}
-
-std::vector<float> decodeAudioTrack(const std::filesystem::path& file, int index) {
-    char pattern[] = "/tmp/vantrel-audio-XXXXXX";
-    const std::filesystem::path dir = mkdtemp(pattern);
-    const auto raw = dir / "track.f32";
-    runCapturing("ffmpeg -v error -y -i " + quoted(file) + " -map 0:a:" + std::to_string(index) +
-                     " -ac 1 -ar 48000 -f f32le " + quoted(raw),
-                 std::chrono::seconds(30));
-    const std::string bytes = readFile(raw);
-    std::filesystem::remove_all(dir);
-    std::vector<float> samples(bytes.size() / sizeof(float));
-    std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
-    return samples;
-}
-
-double toneAmplitude(const std::vector<float>& samples, double frequency, double sampleRate) {
-    // Goertzel over the whole signal.
-    if (samples.empty()) return 0;
-    const double coefficient = 2 * std::cos(2 * M_PI * frequency / sampleRate);
-    double previous = 0, beforePrevious = 0;
-    for (float sample : samples) {
-        const double current = sample + coefficient * previous - beforePrevious;
-        beforePrevious = previous;
-        previous = current;
-    }
-    const double power = previous * previous + beforePrevious * beforePrevious - coefficient * previous * beforePrevious;
-    return 2 * std::sqrt(std::max(power, 0.0)) / samples.size();
 }
 
 std::vector<uint8_t> decodeFrameRgb(const std::filesystem::path& file, double seconds, int width, int height) {

@@ -1,7 +1,7 @@
 #pragma once
-// Looking into real media files the way a user's player would: ffprobe for
-// the streams and their tags, ffmpeg for decoded sound and pictures, and a
-// tone detector to tell which sound went into which track.
+// What recording tests need beside MediaFiles.h: running a program with its
+// output and exit code, the streams of one kind in a probe, a decoded
+// picture, and a tone to play into a sink.
 
 #include <nlohmann/json.hpp>
 
@@ -23,19 +23,9 @@ struct CommandOutput {
 CommandOutput runCapturing(const std::string& commandLine,
                            std::chrono::milliseconds timeout = std::chrono::seconds(60));
 
-/// `ffprobe -show_streams -show_format` as JSON; empty when ffprobe found nothing playable.
-nlohmann::json probeMedia(const std::filesystem::path& file);
 /// The streams of one kind ("video", "audio") in file order.
 std::vector<nlohmann::json> streamsOfType(const nlohmann::json& probe, const std::string& codecType);
-/// Frames ffmpeg can decode from the first video stream (-1 when it cannot decode at all).
-int decodableVideoFrames(const std::filesystem::path& file);
-/// Presentation times (seconds) of the first video stream's packets, in file order.
-std::vector<double> videoPacketTimes(const std::filesystem::path& file);
 
-/// The audio track `index` (0-based among audio tracks), mono float at 48 kHz.
-std::vector<float> decodeAudioTrack(const std::filesystem::path& file, int index);
-/// How strong `frequency` is in `samples`, as the amplitude of a sine of that frequency.
-double toneAmplitude(const std::vector<float>& samples, double frequency, double sampleRate = 48000);
 
 /// One picture at `seconds`, as RGB bytes of the video's size.
 std::vector<uint8_t> decodeFrameRgb(const std::filesystem::path& file, double seconds, int width, int height);

@@ -83,18 +83,5 @@ void SoundServerProcess::kill() {
     pid_ = -1;
 }
 
-std::string commandOutput(const std::string& commandLine) {
-    std::string output;
-    FILE* pipe = popen(commandLine.c_str(), "r");
-    if (!pipe) return output;
-    char buffer[256];
-    size_t read = 0;
-    while ((read = fread(buffer, 1, sizeof buffer, pipe)) > 0)
-        output.append(buffer, read);
-    pclose(pipe);
-    while (!output.empty() && output.back() == '\n')
-        output.pop_back();
-    return output;
-}
 
 } // namespace vantrel::test

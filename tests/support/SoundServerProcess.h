@@ -34,7 +34,5 @@ private:
     std::optional<ScopedEnv> serverEnv_;
 };
 
-/// What a shell command line prints on standard output, trailing newline cut.
-std::string commandOutput(const std::string& commandLine);
 
 } // namespace vantrel::test
