@@ -9,10 +9,26 @@
 #include <cstring>
 #include <fcntl.h>
 #include <system_error>
+#include <mutex>
 #include <thread>
 #include <unistd.h>
 
+extern "C" {
+#include <libavutil/log.h>
+}
+
 namespace vantrel {
+
+namespace {
+
+/// FFmpeg's notes (encoder statistics, probing of hardware that is not
+/// there) would fill the user's terminal; its errors are what matter.
+void quietenFFmpeg() {
+    static std::once_flag once;
+    std::call_once(once, [] { av_log_set_level(AV_LOG_ERROR); });
+}
+
+} // namespace
 
 class AVAssetWriter::Impl {
 public:
@@ -75,6 +91,7 @@ public:
     bool startWriting() {
         std::lock_guard lock(lifecycleMutex);
         if (core->status != AVAssetWriterStatus::unknown) return false;
+        quietenFFmpeg();
         // The file is claimed here, not only checked for, so that two
         // recordings can never write over each other.
         const int fd = ::open(url.path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
