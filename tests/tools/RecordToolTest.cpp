@@ -256,6 +256,25 @@ TEST(RecordTool, FailuresLeaveAClearMessageOrAPlayableFile) {
     }
 }
 
+// The X server going away mid-run (the session ends, the display is gone):
+// the recorder notices within a second and finishes what it has.
+TEST(RecordTool, ALostDisplayServerStillLeavesAFinishedFile) {
+    RecordingFolder folder;
+    XvfbServer server; // DISPLAY points at it for the tool too
+    std::thread killer([&] {
+        std::this_thread::sleep_for(3s);
+        server.kill();
+    });
+    const auto result = record("--seconds 20 --no-system-audio --out '" + folder.out.string() + "'", 40s);
+    killer.join();
+    EXPECT_EQ(result.output.exitCode, 1) << result.output.err;
+    EXPECT_EQ(result.output.err.find("did not stop cleanly"), std::string::npos) << result.output.err;
+    EXPECT_NE(result.output.err.find("the display server went away"), std::string::npos) << result.output.err;
+    ASSERT_EQ(result.paths.size(), 1u);
+    EXPECT_GT(decodedVideoFrames(result.paths[0]), 30);
+    EXPECT_LT(fileDuration(result.paths[0]), 6);
+}
+
 // A microphone that disappears mid-run pauses the recording; what came
 // before stays in a finished file.
 TEST(RecordTool, MicrophoneGoneMidRunPausesAndKeepsTheFile) {

@@ -15,6 +15,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto kPoll = 50ms;
+constexpr const char* kDisplayGone = "the display server went away";
 
 std::string oneLine(QString text) {
     return text.replace('\n', ' ').toStdString();
@@ -106,9 +107,14 @@ QCoro::Task<int> RecordRun::run() {
             std::fprintf(stderr, "vantrel-record: files closed %lld ms after stop\n",
                          static_cast<long long>(closing.elapsed()));
         } catch (const std::exception& error) {
-            std::fprintf(stderr, "vantrel-record: the capture did not stop cleanly: %s\n", error.what());
+            // A stream whose display went away has stopped already; the
+            // files are finished all the same.
+            if (reason != kDisplayGone)
+                std::fprintf(stderr, "vantrel-record: the capture did not stop cleanly: %s\n", error.what());
             status = 1;
         }
+        // Cut short: what was recorded is kept, but the caller should know.
+        if (reason == kDisplayGone) status = 1;
     } else {
         // The recorder stopped by itself because the file could not be
         // written any further; its own stop finishes the files.
@@ -133,7 +139,7 @@ std::string RecordRun::reasonToStop() {
         try {
             DisplayList::shared()->monitors();
         } catch (const DisplayServiceError&) {
-            return "the display server went away";
+            return kDisplayGone;
         }
     }
     return {};
