@@ -155,16 +155,15 @@ void OwnWindowEraserComposite::erase(CVPixelBuffer& frame) {
     const xcb_window_t* stack = xcb_query_tree_children(tree.get());
     const int count = xcb_query_tree_children_length(tree.get());
     layers_.clear();
-    std::vector<std::pair<xcb_get_window_attributes_cookie_t, xcb_get_geometry_cookie_t>> cookies;
-    cookies.reserve(count);
+    cookies_.clear();
     for (int i = 0; i < count; ++i) {
         if (isOurs(stack[i])) continue;
-        cookies.emplace_back(xcb_get_window_attributes(c, stack[i]), xcb_get_geometry(c, stack[i]));
+        cookies_.emplace_back(xcb_get_window_attributes(c, stack[i]), xcb_get_geometry(c, stack[i]));
         layers_.push_back({stack[i], {}, false});
     }
     for (size_t i = 0; i < layers_.size(); ++i) {
-        auto attr = own(xcb_get_window_attributes_reply(c, cookies[i].first, nullptr));
-        auto geometry = own(xcb_get_geometry_reply(c, cookies[i].second, nullptr));
+        auto attr = own(xcb_get_window_attributes_reply(c, cookies_[i].first, nullptr));
+        auto geometry = own(xcb_get_geometry_reply(c, cookies_[i].second, nullptr));
         if (!attr || !geometry) continue;
         layers_[i].outer = outerRect(geometry->x, geometry->y, geometry->width, geometry->height,
                                      geometry->border_width);

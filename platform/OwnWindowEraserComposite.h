@@ -14,6 +14,7 @@
 #include "PixelBuffer.h"
 
 #include <memory>
+#include <utility>
 #include <vector>
 #include <xcb/xcb.h>
 
@@ -70,6 +71,7 @@ private:
     std::vector<Tracked> windows_;
     std::vector<Layer> layers_;     // reused from frame to frame
     std::vector<PixelRect> covered_; // reused from frame to frame
+    std::vector<std::pair<xcb_get_window_attributes_cookie_t, xcb_get_geometry_cookie_t>> cookies_;
 };
 
 } // namespace vantrel
