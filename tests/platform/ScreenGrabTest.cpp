@@ -314,13 +314,27 @@ class CountingOutput final : public SCStreamOutput {
 public:
     std::atomic<int> frames{0};
     std::atomic<int> wrongSize{0};
-    std::atomic<double> worstDelaySeconds{0};
+    std::mutex mutex;
+    std::vector<double> delaysSeconds; // from the grab to the output
     void streamDidOutputSampleBuffer(SCStream&, const CMSampleBufferRef& sample, SCStreamOutputType) override {
         auto image = sample->imageBuffer();
         if (!image || image->width() != 1920 || image->height() != 1080) ++wrongSize;
-        worstDelaySeconds = std::max(worstDelaySeconds.load(),
-                                     (CMClockGetHostTime() - sample->presentationTimeStamp()).seconds());
+        {
+            std::lock_guard lock(mutex);
+            delaysSeconds.push_back((CMClockGetHostTime() - sample->presentationTimeStamp()).seconds());
+        }
         ++frames;
+    }
+    double medianDelaySeconds() {
+        std::lock_guard lock(mutex);
+        if (delaysSeconds.empty()) return 1e9;
+        auto sorted = delaysSeconds;
+        std::sort(sorted.begin(), sorted.end());
+        return sorted[sorted.size() / 2];
+    }
+    double earliestDelaySeconds() {
+        std::lock_guard lock(mutex);
+        return delaysSeconds.empty() ? -1 : *std::min_element(delaysSeconds.begin(), delaysSeconds.end());
     }
 };
 
@@ -347,7 +361,10 @@ TEST_F(ScreenGrabTest, AStreamOfTheServerDeliversAtMostSixtyFramesASecond) {
     EXPECT_LE(output->frames.load(), 62);
     EXPECT_GE(output->frames.load(), 40);
     EXPECT_EQ(output->wrongSize.load(), 0);
-    EXPECT_LT(output->worstDelaySeconds.load(), 0.1);
+    // Stamped on the host clock at the grab: never ahead of the output, and
+    // (the odd scheduling hiccup of a busy machine aside) just behind it.
+    EXPECT_GE(output->earliestDelaySeconds(), 0.0);
+    EXPECT_LT(output->medianDelaySeconds(), 0.03);
     EXPECT_TRUE(delegate->errors.empty());
 }
 
