@@ -80,21 +80,17 @@ QCoro::Task<> SCStream::startCapture() {
     auto frames = service->makeFrameSource(filter_, configuration_, error);
     if (!frames) throw SCStreamException(error);
 
+    // A run that ended by itself may not have been joined yet.
+    if (captureThread_.joinable()) captureThread_.join();
+    ++run_;
+
     std::unique_ptr<AudioSampleSource> audio;
     if (configuration_.capturesAudio) {
         audio = service->makeSystemAudioSource(configuration_, error);
         if (!audio) throw SCStreamException(error);
-        auto alive = alive_;
         bool started = audio->start(
             [this](const CMSampleBufferRef& sample) { deliver(SCStreamOutputType::audio, sample); },
-            [this, alive](const NSError& endError, bool) {
-                // From the audio thread: the rest happens on the main thread,
-                // which may join this very thread.
-                DispatchQueue::main().async([this, alive, endError] {
-                    if (alive->load()) endedByItself(endError);
-                });
-            },
-            error);
+            [this](const NSError& endError, bool) { reportEnd(endError); }, error);
         if (!started) throw SCStreamException(error);
     }
 
@@ -129,9 +125,16 @@ void SCStream::stopAll() {
     running_.store(false);
 }
 
-void SCStream::endedByItself(const NSError& error) {
+void SCStream::reportEnd(const NSError& error) {
+    // The rest happens on the main thread, which may join the calling thread.
+    DispatchQueue::main().async([this, alive = alive_, error, run = run_.load()] {
+        if (alive->load()) endedByItself(error, run);
+    });
+}
+
+void SCStream::endedByItself(const NSError& error, uint64_t run) {
     // Main thread. A stop asked for in the meantime wins: nobody is told.
-    if (endReported_.exchange(true)) return;
+    if (run != run_.load() || endReported_.exchange(true)) return;
     const bool wasRunning = running_.load() || captureThread_.joinable();
     stopAll();
     if (!wasRunning) return;
@@ -158,11 +161,8 @@ void SCStream::captureLoop() {
             const CMTime grabTime = CMClockGetHostTime();
             CVPixelBufferRef frame = frames_->grabFrame(lost, error);
             if (lost) {
-                auto alive = alive_;
                 running_.store(false);
-                DispatchQueue::main().async([this, alive, error] {
-                    if (alive->load()) endedByItself(error);
-                });
+                reportEnd(error);
                 return;
             }
             if (frame) {

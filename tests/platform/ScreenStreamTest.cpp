@@ -341,6 +341,26 @@ TEST_F(ScreenStreamTest, ALostDisplayStopsTheStreamAndTellsTheDelegateOnTheMainT
     EXPECT_EQ(delegate->errors.size(), 1u);
 }
 
+TEST_F(ScreenStreamTest, AStreamThatEndedByItselfCanStartAgain) {
+    service->state->loseAtGrab = 3;
+    SCStream stream(anyDisplay(), sixtyHertz(), delegate);
+    ASSERT_TRUE(stream.addStreamOutput(recorder, SCStreamOutputType::screen, &queue, nullptr));
+    ASSERT_EQ(run(stream.startCapture()), std::nullopt);
+    // Started again before the main thread has heard of the end: the main
+    // loop does not run while waiting here.
+    for (int i = 0; i < 3000 && stream.isRunning(); ++i)
+        std::this_thread::sleep_for(1ms);
+    ASSERT_FALSE(stream.isRunning());
+    service->state->loseAtGrab = -1;
+    ASSERT_EQ(run(stream.startCapture()), std::nullopt);
+    test::runMainLoopFor(200ms);
+    EXPECT_TRUE(stream.isRunning()) << "the notice of the first run must not stop the second";
+    EXPECT_TRUE(delegate->errors.empty());
+    ASSERT_EQ(run(stream.stopCapture()), std::nullopt);
+    queue.sync([] {});
+    EXPECT_GT(recorder->count(SCStreamOutputType::screen), 5u);
+}
+
 TEST_F(ScreenStreamTest, AnAudioSourceThatEndsStopsTheStreamOnce) {
     SCStream stream(anyDisplay(), sixtyHertz(true), delegate);
     ASSERT_EQ(run(stream.startCapture()), std::nullopt);
