@@ -116,7 +116,8 @@ void SCStream::stopAll() {
         stopRequested_.store(true);
     }
     wake_.notify_all();
-    if (captureThread_.joinable() && captureThread_.get_id() != std::this_thread::get_id()) captureThread_.join();
+    if (captureThread_.joinable() && captureThread_.get_id() != std::this_thread::get_id())
+        captureThread_.join();
     if (audio_) {
         audio_->stop();
         audio_.reset();
@@ -143,10 +144,10 @@ void SCStream::endedByItself(const NSError& error, uint64_t run) {
 
 void SCStream::captureLoop() {
     const Clock::duration interval = tickLength(configuration_.minimumFrameInterval);
-    const CMTime frameDuration = configuration_.minimumFrameInterval.isValid() &&
-                                         configuration_.minimumFrameInterval.seconds() > 0
-                                     ? configuration_.minimumFrameInterval
-                                     : CMTime(1, 60);
+    const CMTime frameDuration =
+        configuration_.minimumFrameInterval.isValid() && configuration_.minimumFrameInterval.seconds() > 0
+            ? configuration_.minimumFrameInterval
+            : CMTime(1, 60);
     const int queueDepth = std::max(1, configuration_.queueDepth);
     Clock::time_point deadline = Clock::now();
     NSError error;
@@ -167,8 +168,8 @@ void SCStream::captureLoop() {
             }
             if (frame) {
                 framesDelivered_.fetch_add(1);
-                deliver(SCStreamOutputType::screen, CMSampleBuffer::makeVideo(std::move(frame), grabTime,
-                                                                              frameDuration));
+                deliver(SCStreamOutputType::screen,
+                        CMSampleBuffer::makeVideo(std::move(frame), grabTime, frameDuration));
             } else {
                 framesSkipped_.fetch_add(1);
             }
@@ -194,14 +195,14 @@ void SCStream::deliver(SCStreamOutputType type, const CMSampleBufferRef& sample)
     if (!target.queue || target.output.expired()) return;
     const bool counted = type == SCStreamOutputType::screen;
     if (counted) framesInFlight_->fetch_add(1);
-    target.queue->async([this, alive = alive_, inFlight = framesInFlight_, output = target.output, sample, type,
-                         counted] {
-        // The frame is no longer on its way once this block runs, whoever
-        // (if anyone) still listens.
-        if (auto listener = output.lock(); listener && alive->load())
-            listener->streamDidOutputSampleBuffer(*this, sample, type);
-        if (counted) inFlight->fetch_sub(1);
-    });
+    target.queue->async(
+        [this, alive = alive_, inFlight = framesInFlight_, output = target.output, sample, type, counted] {
+            // The frame is no longer on its way once this block runs, whoever
+            // (if anyone) still listens.
+            if (auto listener = output.lock(); listener && alive->load())
+                listener->streamDidOutputSampleBuffer(*this, sample, type);
+            if (counted) inFlight->fetch_sub(1);
+        });
 }
 
 } // namespace vantrel

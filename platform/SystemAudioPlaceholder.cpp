@@ -3,8 +3,8 @@
 namespace vantrel {
 
 // Stands in until the PulseAudio source is in this tree.
-std::unique_ptr<AudioSampleSource> ScreenCaptureServiceLinux::makeSystemAudioSource(const SCStreamConfiguration&,
-                                                                                    NSError& error) {
+std::unique_ptr<AudioSampleSource>
+ScreenCaptureServiceLinux::makeSystemAudioSource(const SCStreamConfiguration&, NSError& error) {
     error.localizedDescription = "System audio is not available";
     return nullptr;
 }

@@ -8,19 +8,17 @@
 #include "platform/OwnWindowEraserComposite.h"
 #include "platform/ScreenCaptureServiceLinux.h"
 #include "platform/ScreenStream.h"
-
 #include "tests/support/PatternWindow.h"
 #include "tests/support/TestServices.h"
 #include "tests/support/XTestInput.h"
 
 #include <QCoro/QCoroTask>
-#include <gtest/gtest.h>
-#include <xcb/xcb.h>
-#include <xcb/xfixes.h>
-
 #include <algorithm>
+#include <gtest/gtest.h>
 #include <thread>
 #include <unistd.h>
+#include <xcb/xcb.h>
+#include <xcb/xfixes.h>
 
 using namespace vantrel;
 using namespace vantrel::test;
@@ -145,7 +143,8 @@ TEST_F(ScreenGrabTest, TheGrabIsWhatAnotherClientShowsPixelForPixelAndOpaque) {
     ASSERT_NE(frame, nullptr);
     ASSERT_EQ(frame->width(), 1920);
     ASSERT_EQ(frame->height(), 1080);
-    EXPECT_EQ(mismatches(*frame, 123, 77, 200, 150, [](int x, int y) { return gradient(x - 123, y - 77); }), 0);
+    EXPECT_EQ(mismatches(*frame, 123, 77, 200, 150, [](int x, int y) { return gradient(x - 123, y - 77); }),
+              0);
     int transparent = 0;
     for (int y = 0; y < frame->height(); ++y)
         for (int x = 0; x < frame->width(); ++x)
@@ -169,7 +168,8 @@ TEST_F(ScreenGrabTest, AnAddedMonitorGivesItsOwnRectangleAndSize) {
 
 TEST_F(ScreenGrabTest, ThePointerIsDrawnAsXFixesShowsItAndOnlyWhenAsked) {
     static constexpr uint32_t kGrey = 0x336699;
-    PatternWindow backdrop(400, 300, 400, 400, PatternWindow::solid(kGrey), PatternWindow::Owner::childProcess);
+    PatternWindow backdrop(400, 300, 400, 400, PatternWindow::solid(kGrey),
+                           PatternWindow::Owner::childProcess);
     XTestInput input;
     ASSERT_TRUE(input.isConnected());
     input.moveTo(550, 450);
@@ -218,12 +218,14 @@ TEST_F(ScreenGrabTest, ThePointerIsDrawnAsXFixesShowsItAndOnlyWhenAsked) {
 TEST_F(ScreenGrabTest, OurWindowsAreLeftOutAndWhatIsBeneathShows) {
     PatternWindow beneath(300, 200, 500, 400, gradient, PatternWindow::Owner::childProcess);
     PatternWindow ours(400, 300, 200, 150, PatternWindow::solid(0xff0000), PatternWindow::Owner::thisProcess);
-    PatternWindow above(550, 420, 100, 100, PatternWindow::solid(0x00ff00), PatternWindow::Owner::childProcess);
+    PatternWindow above(550, 420, 100, 100, PatternWindow::solid(0x00ff00),
+                        PatternWindow::Owner::childProcess);
     const SCShareableContent content = currentContent();
 
     const auto mine = ourApplications(content);
     ASSERT_EQ(mine.size(), 1u);
-    EXPECT_NE(std::find(mine[0].windows.begin(), mine[0].windows.end(), SCWindow{ours.id()}), mine[0].windows.end());
+    EXPECT_NE(std::find(mine[0].windows.begin(), mine[0].windows.end(), SCWindow{ours.id()}),
+              mine[0].windows.end());
     auto theirs = std::find_if(content.applications.begin(), content.applications.end(),
                                [&](const auto& a) { return a.processID == beneath.ownerPid(); });
     ASSERT_NE(theirs, content.applications.end());
@@ -236,14 +238,17 @@ TEST_F(ScreenGrabTest, OurWindowsAreLeftOutAndWhatIsBeneathShows) {
     };
     auto included = grabOnce(SCContentFilter(display, {}, {}), configuration(false));
     ASSERT_NE(included, nullptr);
-    EXPECT_GT(mismatches(*included, 400, 300, 200, 150, expected), 10000) << "our window shows when not excluded";
+    EXPECT_GT(mismatches(*included, 400, 300, 200, 150, expected), 10000)
+        << "our window shows when not excluded";
 
     auto excluded = grabOnce(SCContentFilter(display, mine, {}), configuration(false));
     ASSERT_NE(excluded, nullptr);
     EXPECT_EQ(mismatches(*excluded, 400, 300, 200, 150, expected), 0);
     EXPECT_EQ(alphaAt(*excluded, 450, 350), 255);
     // Outside our window nothing changed.
-    EXPECT_EQ(mismatches(*excluded, 300, 200, 100, 400, [](int x, int y) { return gradient(x - 300, y - 200); }), 0);
+    EXPECT_EQ(
+        mismatches(*excluded, 300, 200, 100, 400, [](int x, int y) { return gradient(x - 300, y - 200); }),
+        0);
 
     // An excepted window stays in the picture.
     auto excepted = grabOnce(SCContentFilter(display, mine, {SCWindow{ours.id()}}), configuration(false));
@@ -316,7 +321,8 @@ public:
     std::atomic<int> wrongSize{0};
     std::mutex mutex;
     std::vector<double> delaysSeconds; // from the grab to the output
-    void streamDidOutputSampleBuffer(SCStream&, const CMSampleBufferRef& sample, SCStreamOutputType) override {
+    void streamDidOutputSampleBuffer(SCStream&, const CMSampleBufferRef& sample,
+                                     SCStreamOutputType) override {
         auto image = sample->imageBuffer();
         if (!image || image->width() != 1920 || image->height() != 1080) ++wrongSize;
         {

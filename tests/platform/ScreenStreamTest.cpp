@@ -8,9 +8,8 @@
 
 #include <QCoro/QCoroTask>
 #include <QThread>
-#include <gtest/gtest.h>
-
 #include <cmath>
+#include <gtest/gtest.h>
 #include <optional>
 #include <thread>
 
@@ -59,8 +58,9 @@ public:
         onEnd_ = std::move(onEnd);
         thread_ = std::thread([this, onSample = std::move(onSample)] {
             for (int i = 0; i < 5 && !stop_.load(); ++i) {
-                onSample(CMSampleBuffer::makeAudio({48000, 2}, std::vector<float>(960, 0.25f),
-                                                   {{CMTime(480, 48000), CMClockGetHostTime(), CMTime::invalid()}}));
+                onSample(CMSampleBuffer::makeAudio(
+                    {48000, 2}, std::vector<float>(960, 0.25f),
+                    {{CMTime(480, 48000), CMClockGetHostTime(), CMTime::invalid()}}));
                 std::this_thread::sleep_for(5ms);
             }
         });
@@ -92,7 +92,8 @@ public:
         }
         return std::make_unique<FakeFrames>(state);
     }
-    std::unique_ptr<AudioSampleSource> makeSystemAudioSource(const SCStreamConfiguration&, NSError&) override {
+    std::unique_ptr<AudioSampleSource> makeSystemAudioSource(const SCStreamConfiguration&,
+                                                             NSError&) override {
         auto source = std::make_unique<FakeAudio>();
         audio = source.get();
         return source;
@@ -111,7 +112,8 @@ public:
     std::mutex mutex;
     std::vector<Received> samples;
 
-    void streamDidOutputSampleBuffer(SCStream&, const CMSampleBufferRef& sample, SCStreamOutputType type) override {
+    void streamDidOutputSampleBuffer(SCStream&, const CMSampleBufferRef& sample,
+                                     SCStreamOutputType type) override {
         {
             std::lock_guard lock(mutex);
             samples.push_back({sample->presentationTimeStamp(), CMClockGetHostTime(), type});
@@ -120,7 +122,8 @@ public:
     }
     size_t count(SCStreamOutputType type) {
         std::lock_guard lock(mutex);
-        return std::count_if(samples.begin(), samples.end(), [type](const Received& r) { return r.type == type; });
+        return std::count_if(samples.begin(), samples.end(),
+                             [type](const Received& r) { return r.type == type; });
     }
     std::vector<Received> copy() {
         std::lock_guard lock(mutex);

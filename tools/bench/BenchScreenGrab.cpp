@@ -5,14 +5,13 @@
 #include "platform/Displays.h"
 #include "platform/ScreenCaptureServiceLinux.h"
 
-#include <xcb/xcb.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <unistd.h>
 #include <vector>
+#include <xcb/xcb.h>
 
 using namespace vantrel;
 
@@ -30,8 +29,8 @@ public:
         xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c_)).data;
         window_ = xcb_generate_id(c_);
         const uint32_t values[] = {0xcc3333, 1};
-        xcb_create_window(c_, XCB_COPY_FROM_PARENT, window_, screen->root, x, y, kWindowWidth, kWindowHeight, 0,
-                          XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
+        xcb_create_window(c_, XCB_COPY_FROM_PARENT, window_, screen->root, x, y, kWindowWidth, kWindowHeight,
+                          0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
                           XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
         setMapped(true);
     }
@@ -76,8 +75,8 @@ void measure(const char* label, const SCContentFilter& filter, bool cursor) {
     double sum = 0;
     for (double v : ms)
         sum += v;
-    std::printf("%-36s mean %.3f ms  median %.3f ms  p95 %.3f ms\n", label, sum / ms.size(), ms[ms.size() / 2],
-                ms[ms.size() * 95 / 100]);
+    std::printf("%-36s mean %.3f ms  median %.3f ms  p95 %.3f ms\n", label, sum / ms.size(),
+                ms[ms.size() / 2], ms[ms.size() * 95 / 100]);
 }
 
 } // namespace
@@ -93,7 +92,8 @@ int main() {
     if (monitors.empty()) return 1;
     auto main = std::find_if(monitors.begin(), monitors.end(), [](const Monitor& m) { return m.primary; });
     const Monitor& monitor = main != monitors.end() ? *main : monitors.front();
-    const SCDisplay display{displayIDForMonitorName(monitor.name), static_cast<int>(monitor.rootFrame.width()),
+    const SCDisplay display{displayIDForMonitorName(monitor.name),
+                            static_cast<int>(monitor.rootFrame.width()),
                             static_cast<int>(monitor.rootFrame.height()), monitor.rootFrame};
     std::printf("%s, %dx%d, %d frames each\n", monitor.name.c_str(), display.width, display.height,
                 kMeasuredFrames);
@@ -101,7 +101,8 @@ int main() {
     measure("no pointer", SCContentFilter(display, {}, {}), false);
     measure("pointer", SCContentFilter(display, {}, {}), true);
 
-    OurWindow ours(static_cast<int>(monitor.rootFrame.minX()) + 200, static_cast<int>(monitor.rootFrame.minY()) + 150);
+    OurWindow ours(static_cast<int>(monitor.rootFrame.minX()) + 200,
+                   static_cast<int>(monitor.rootFrame.minY()) + 150);
     const SCRunningApplication us{getpid(), "vantrel-bench-grab", {SCWindow{ours.id()}}};
     const SCContentFilter withoutUs(display, {us}, {});
     measure("pointer, 400x300 window left out", withoutUs, true);
