@@ -256,6 +256,39 @@ TEST_F(ScreenGrabTest, OurWindowsAreLeftOutAndWhatIsBeneathShows) {
     EXPECT_EQ(rgbAt(*excepted, 450, 350), 0xff0000u);
 }
 
+TEST_F(ScreenGrabTest, UnderAWindowManagerTheFrameIsOurTopLevelWindow) {
+    PatternWindow beneath(300, 200, 500, 400, gradient, PatternWindow::Owner::childProcess);
+    // The frame belongs to another client, as a window manager's would; our
+    // window inside it carries WM_STATE, as managed clients do.
+    PatternWindow frame(400, 300, 200, 150, PatternWindow::solid(0x0000ff),
+                        PatternWindow::Owner::childProcess);
+    xcb_connection_t* c = xcb_connect(nullptr, nullptr);
+    const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
+    const xcb_window_t client = xcb_generate_id(c);
+    const uint32_t red = 0xff0000;
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, client, frame.id(), 10, 20, 180, 120, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, XCB_CW_BACK_PIXEL, &red);
+    auto* wmState = xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, 8, "WM_STATE"), nullptr);
+    ASSERT_NE(wmState, nullptr);
+    const uint32_t normal[] = {1, 0};
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, client, wmState->atom, wmState->atom, 32, 2, normal);
+    std::free(wmState);
+    xcb_map_window(c, client);
+    std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+
+    const SCShareableContent content = currentContent();
+    const auto mine = ourApplications(content);
+    ASSERT_EQ(mine.size(), 1u);
+    EXPECT_EQ(mine[0].windows, std::vector<SCWindow>{SCWindow{frame.id()}});
+
+    auto excluded = grabOnce(SCContentFilter(displayNamed("screen"), mine, {}), configuration(false));
+    ASSERT_NE(excluded, nullptr);
+    EXPECT_EQ(
+        mismatches(*excluded, 400, 300, 200, 150, [](int x, int y) { return gradient(x - 300, y - 200); }),
+        0);
+    xcb_disconnect(c);
+}
+
 TEST_F(ScreenGrabTest, OurWindowsAreFollowedByTheirEventsWithoutAskingTheServer) {
     PatternWindow ours(100, 100, 200, 150, PatternWindow::solid(0xff0000), PatternWindow::Owner::thisProcess);
     ours.unmap();
