@@ -149,6 +149,10 @@ private:
 std::unique_ptr<ScreenFrameSource> openScreenGrabberXcb(const SCContentFilter& filter,
                                                         const SCStreamConfiguration& configuration,
                                                         NSError& error) {
+    if (configuration.pixelFormat != kCVPixelFormatType_32BGRA) {
+        error.localizedDescription = "The display can only be captured as 32-bit BGRA.";
+        return nullptr;
+    }
     xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
     if (xcb_connection_has_error(connection)) {
         xcb_disconnect(connection);

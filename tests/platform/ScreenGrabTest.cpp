@@ -150,6 +150,13 @@ TEST_F(ScreenGrabTest, TheGrabIsWhatAnotherClientShowsPixelForPixelAndOpaque) {
         for (int x = 0; x < frame->width(); ++x)
             transparent += alphaAt(*frame, x, y) != 255;
     EXPECT_EQ(transparent, 0);
+
+    auto otherFormat = configuration(false);
+    otherFormat.pixelFormat = 0x34323076; // '420v'
+    NSError error;
+    EXPECT_EQ(ScreenCaptureServiceLinux().makeFrameSource(SCContentFilter(display, {}, {}), otherFormat, error),
+              nullptr);
+    EXPECT_FALSE(error.localizedDescription.empty());
 }
 
 TEST_F(ScreenGrabTest, AnAddedMonitorGivesItsOwnRectangleAndSize) {
