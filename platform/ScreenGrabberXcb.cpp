@@ -123,10 +123,22 @@ private:
 
     // The server leaves the fourth byte of a depth-24 pixel at 0.
     static void makeOpaque(CVPixelBuffer& frame) {
-        for (int y = 0; y < frame.height(); ++y) {
-            auto* pixels = reinterpret_cast<uint32_t*>(frame.row(y));
-            for (int x = 0; x < frame.width(); ++x)
-                pixels[x] |= kOpaque;
+        // Four pixels a step: -O2 leaves the plain loop scalar, at three
+        // times the cost.
+        using Pixels4 = uint32_t __attribute__((vector_size(16)));
+        const Pixels4 opaque = {kOpaque, kOpaque, kOpaque, kOpaque};
+        const int width = frame.width(), height = frame.height();
+        for (int y = 0; y < height; ++y) {
+            uint8_t* row = frame.row(y);
+            int x = 0;
+            for (; x + 4 <= width; x += 4) {
+                Pixels4 p;
+                std::memcpy(&p, row + x * 4, sizeof p);
+                p |= opaque;
+                std::memcpy(row + x * 4, &p, sizeof p);
+            }
+            for (; x < width; ++x)
+                row[x * 4 + 3] = 0xff;
         }
     }
 

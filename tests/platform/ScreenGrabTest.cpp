@@ -154,23 +154,27 @@ TEST_F(ScreenGrabTest, TheGrabIsWhatAnotherClientShowsPixelForPixelAndOpaque) {
     auto otherFormat = configuration(false);
     otherFormat.pixelFormat = 0x34323076; // '420v'
     NSError error;
-    EXPECT_EQ(ScreenCaptureServiceLinux().makeFrameSource(SCContentFilter(display, {}, {}), otherFormat, error),
-              nullptr);
+    EXPECT_EQ(
+        ScreenCaptureServiceLinux().makeFrameSource(SCContentFilter(display, {}, {}), otherFormat, error),
+        nullptr);
     EXPECT_FALSE(error.localizedDescription.empty());
 }
 
 TEST_F(ScreenGrabTest, AnAddedMonitorGivesItsOwnRectangleAndSize) {
-    ASSERT_TRUE(server.setMonitor("SIDE", 640, 480, 1200, 500));
+    ASSERT_TRUE(server.setMonitor("SIDE", 642, 480, 1200, 500));
     PatternWindow other(1250, 550, 100, 80, gradient, PatternWindow::Owner::childProcess);
     const SCDisplay side = displayNamed("SIDE");
-    ASSERT_EQ(side.width, 640);
+    // A width that is no multiple of four: the last pixels of a row are made opaque too.
+    ASSERT_EQ(side.width, 642);
     ASSERT_EQ(side.height, 480);
-    EXPECT_EQ(side.frame, CGRect(1200, 500, 640, 480));
+    EXPECT_EQ(side.frame, CGRect(1200, 500, 642, 480));
     auto frame = grabOnce(SCContentFilter(side, {}, {}), configuration(false));
     ASSERT_NE(frame, nullptr);
-    ASSERT_EQ(frame->width(), 640);
+    ASSERT_EQ(frame->width(), 642);
     ASSERT_EQ(frame->height(), 480);
     EXPECT_EQ(mismatches(*frame, 50, 50, 100, 80, [](int x, int y) { return gradient(x - 50, y - 50); }), 0);
+    for (int y = 0; y < 480; y += 7)
+        ASSERT_EQ(alphaAt(*frame, 641, y), 255) << "row " << y;
 }
 
 TEST_F(ScreenGrabTest, ThePointerIsDrawnAsXFixesShowsItAndOnlyWhenAsked) {
