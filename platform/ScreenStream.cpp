@@ -98,7 +98,6 @@ QCoro::Task<> SCStream::startCapture() {
     audio_ = std::move(audio);
     stopRequested_.store(false);
     endReported_.store(false);
-    framesInFlight_->store(0);
     running_.store(true);
     captureThread_ = std::thread([this] { captureLoop(); });
     co_return;
