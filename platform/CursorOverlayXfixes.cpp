@@ -1,10 +1,9 @@
 #include "CursorOverlayXfixes.h"
 
-#include <xcb/xfixes.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
+#include <xcb/xfixes.h>
 
 namespace vantrel {
 
@@ -21,12 +20,13 @@ inline uint8_t over(uint32_t source, uint32_t destination, uint32_t inverseAlpha
 
 } // namespace
 
-std::unique_ptr<CursorOverlayXfixes> CursorOverlayXfixes::open(xcb_connection_t* connection, xcb_window_t root) {
+std::unique_ptr<CursorOverlayXfixes> CursorOverlayXfixes::open(xcb_connection_t* connection,
+                                                               xcb_window_t root) {
     const xcb_query_extension_reply_t* extension = xcb_get_extension_data(connection, &xcb_xfixes_id);
     if (!extension || !extension->present) return nullptr;
     // Cursor notifications need XFixes 2; the version must be asked before any request.
-    auto version = own(xcb_xfixes_query_version_reply(connection, xcb_xfixes_query_version(connection, 4, 0),
-                                                      nullptr));
+    auto version =
+        own(xcb_xfixes_query_version_reply(connection, xcb_xfixes_query_version(connection, 4, 0), nullptr));
     if (!version || version->major_version < 2) return nullptr;
     xcb_xfixes_select_cursor_input(connection, root, XCB_XFIXES_CURSOR_NOTIFY_MASK_DISPLAY_CURSOR);
     return std::unique_ptr<CursorOverlayXfixes>(
@@ -44,8 +44,8 @@ bool CursorOverlayXfixes::handleEvent(const xcb_generic_event_t* event) {
 }
 
 bool CursorOverlayXfixes::refreshImage() {
-    auto image = own(xcb_xfixes_get_cursor_image_reply(connection_, xcb_xfixes_get_cursor_image(connection_),
-                                                       nullptr));
+    auto image = own(
+        xcb_xfixes_get_cursor_image_reply(connection_, xcb_xfixes_get_cursor_image(connection_), nullptr));
     if (!image) return false;
     width_ = image->width;
     height_ = image->height;

@@ -1,11 +1,10 @@
 #include "OwnWindowEraserComposite.h"
 
-#include <xcb/composite.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <xcb/composite.h>
 
 namespace vantrel {
 
@@ -31,19 +30,21 @@ PixelRect PixelRect::intersected(const PixelRect& other) const {
     return {left, top, right - left, bottom - top};
 }
 
-std::unique_ptr<OwnWindowEraserComposite> OwnWindowEraserComposite::open(xcb_connection_t* c, xcb_window_t root,
-                                                                         PixelRect monitor,
+std::unique_ptr<OwnWindowEraserComposite> OwnWindowEraserComposite::open(xcb_connection_t* c,
+                                                                         xcb_window_t root, PixelRect monitor,
                                                                          std::vector<xcb_window_t> windows) {
     if (windows.empty()) return nullptr;
     const xcb_query_extension_reply_t* extension = xcb_get_extension_data(c, &xcb_composite_id);
     // NameWindowPixmap came with Composite 0.2.
-    auto version = extension && extension->present
-                       ? own(xcb_composite_query_version_reply(c, xcb_composite_query_version(c, 0, 4), nullptr))
-                       : own<xcb_composite_query_version_reply_t>(nullptr);
+    auto version =
+        extension && extension->present
+            ? own(xcb_composite_query_version_reply(c, xcb_composite_query_version(c, 0, 4), nullptr))
+            : own<xcb_composite_query_version_reply_t>(nullptr);
     if (!version || (version->major_version == 0 && version->minor_version < 2)) {
         static bool said = false;
         if (!said)
-            std::fprintf(stderr, "The X server has no Composite extension: our own windows stay in the recording.\n");
+            std::fprintf(stderr,
+                         "The X server has no Composite extension: our own windows stay in the recording.\n");
         said = true;
         return nullptr;
     }
@@ -51,8 +52,8 @@ std::unique_ptr<OwnWindowEraserComposite> OwnWindowEraserComposite::open(xcb_con
     std::unique_ptr<OwnWindowEraserComposite> eraser(new OwnWindowEraserComposite(c, root, monitor));
     xcb_composite_redirect_subwindows(c, root, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
     const char rootPixmapName[] = "_XROOTPMAP_ID";
-    auto atom = own(xcb_intern_atom_reply(
-        c, xcb_intern_atom(c, 1, sizeof rootPixmapName - 1, rootPixmapName), nullptr));
+    auto atom = own(
+        xcb_intern_atom_reply(c, xcb_intern_atom(c, 1, sizeof rootPixmapName - 1, rootPixmapName), nullptr));
     if (atom) eraser->rootPixmapAtom_ = atom->atom;
 
     // Events first, then the state: a change between the two arrives as an event.
@@ -69,9 +70,9 @@ std::unique_ptr<OwnWindowEraserComposite> OwnWindowEraserComposite::open(xcb_con
         auto attr = own(xcb_get_window_attributes_reply(c, attributes[i], nullptr));
         auto geometry = own(xcb_get_geometry_reply(c, geometries[i], nullptr));
         if (!attr || !geometry) continue; // gone already
-        eraser->windows_.push_back({windows[i], attr->map_state != XCB_MAP_STATE_UNMAPPED,
-                                    outerRect(geometry->x, geometry->y, geometry->width, geometry->height,
-                                              geometry->border_width)});
+        eraser->windows_.push_back(
+            {windows[i], attr->map_state != XCB_MAP_STATE_UNMAPPED,
+             outerRect(geometry->x, geometry->y, geometry->width, geometry->height, geometry->border_width)});
     }
     return eraser;
 }
@@ -93,7 +94,8 @@ OwnWindowEraserComposite::Tracked* OwnWindowEraserComposite::find(xcb_window_t w
 }
 
 bool OwnWindowEraserComposite::isOurs(xcb_window_t window) const {
-    return std::any_of(windows_.begin(), windows_.end(), [window](const Tracked& t) { return t.window == window; });
+    return std::any_of(windows_.begin(), windows_.end(),
+                       [window](const Tracked& t) { return t.window == window; });
 }
 
 bool OwnWindowEraserComposite::handleEvent(const xcb_generic_event_t* event) {
@@ -110,7 +112,8 @@ bool OwnWindowEraserComposite::handleEvent(const xcb_generic_event_t* event) {
     }
     case XCB_CONFIGURE_NOTIFY: {
         const auto* e = reinterpret_cast<const xcb_configure_notify_event_t*>(event);
-        if (Tracked* t = find(e->window)) t->outer = outerRect(e->x, e->y, e->width, e->height, e->border_width);
+        if (Tracked* t = find(e->window))
+            t->outer = outerRect(e->x, e->y, e->width, e->height, e->border_width);
         return true;
     }
     case XCB_DESTROY_NOTIFY: {
@@ -155,19 +158,18 @@ void OwnWindowEraserComposite::erase(CVPixelBuffer& frame) {
     const xcb_window_t* stack = xcb_query_tree_children(tree.get());
     const int count = xcb_query_tree_children_length(tree.get());
     layers_.clear();
-    std::vector<std::pair<xcb_get_window_attributes_cookie_t, xcb_get_geometry_cookie_t>> cookies;
-    cookies.reserve(count);
+    cookies_.clear();
     for (int i = 0; i < count; ++i) {
         if (isOurs(stack[i])) continue;
-        cookies.emplace_back(xcb_get_window_attributes(c, stack[i]), xcb_get_geometry(c, stack[i]));
+        cookies_.emplace_back(xcb_get_window_attributes(c, stack[i]), xcb_get_geometry(c, stack[i]));
         layers_.push_back({stack[i], {}, false});
     }
     for (size_t i = 0; i < layers_.size(); ++i) {
-        auto attr = own(xcb_get_window_attributes_reply(c, cookies[i].first, nullptr));
-        auto geometry = own(xcb_get_geometry_reply(c, cookies[i].second, nullptr));
+        auto attr = own(xcb_get_window_attributes_reply(c, cookies_[i].first, nullptr));
+        auto geometry = own(xcb_get_geometry_reply(c, cookies_[i].second, nullptr));
         if (!attr || !geometry) continue;
-        layers_[i].outer = outerRect(geometry->x, geometry->y, geometry->width, geometry->height,
-                                     geometry->border_width);
+        layers_[i].outer =
+            outerRect(geometry->x, geometry->y, geometry->width, geometry->height, geometry->border_width);
         layers_[i].paintable = attr->map_state == XCB_MAP_STATE_VIEWABLE &&
                                attr->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT &&
                                (geometry->depth == 24 || geometry->depth == 32);
@@ -183,10 +185,12 @@ void OwnWindowEraserComposite::erase(CVPixelBuffer& frame) {
 void OwnWindowEraserComposite::paintBackground(CVPixelBuffer& frame, const PixelRect& area,
                                                xcb_pixmap_t background) {
     for (int y = 0; y < area.height; ++y)
-        std::memset(frame.row(area.y - monitor_.y + y) + static_cast<size_t>(area.x - monitor_.x) * kBytesPerPixel,
+        std::memset(frame.row(area.y - monitor_.y + y) +
+                        static_cast<size_t>(area.x - monitor_.x) * kBytesPerPixel,
                     0, static_cast<size_t>(area.width) * kBytesPerPixel);
     if (background == XCB_NONE) return;
-    auto geometry = own(xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, background), nullptr));
+    auto geometry =
+        own(xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, background), nullptr));
     if (!geometry || (geometry->depth != 24 && geometry->depth != 32)) return;
     const PixelRect part = area.intersected({0, 0, geometry->width, geometry->height});
     if (!part.empty()) copyImage(frame, part, background, part.x, part.y);
@@ -204,8 +208,8 @@ void OwnWindowEraserComposite::paintWindow(CVPixelBuffer& frame, const PixelRect
 void OwnWindowEraserComposite::copyImage(CVPixelBuffer& frame, const PixelRect& area, xcb_drawable_t drawable,
                                          int sourceX, int sourceY) {
     auto image = own(xcb_get_image_reply(connection_,
-                                         xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, sourceX,
-                                                       sourceY, area.width, area.height, ~0u),
+                                         xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, drawable,
+                                                       sourceX, sourceY, area.width, area.height, ~0u),
                                          nullptr));
     // A window that went away in between leaves what was painted below it.
     if (!image) return;
@@ -213,7 +217,8 @@ void OwnWindowEraserComposite::copyImage(CVPixelBuffer& frame, const PixelRect& 
     if (static_cast<size_t>(xcb_get_image_data_length(image.get())) < rowBytes * area.height) return;
     const uint8_t* source = xcb_get_image_data(image.get());
     for (int y = 0; y < area.height; ++y)
-        std::memcpy(frame.row(area.y - monitor_.y + y) + static_cast<size_t>(area.x - monitor_.x) * kBytesPerPixel,
+        std::memcpy(frame.row(area.y - monitor_.y + y) +
+                        static_cast<size_t>(area.x - monitor_.x) * kBytesPerPixel,
                     source + y * rowBytes, rowBytes);
 }
 

@@ -14,6 +14,7 @@
 #include "PixelBuffer.h"
 
 #include <memory>
+#include <utility>
 #include <vector>
 #include <xcb/xcb.h>
 
@@ -34,7 +35,8 @@ public:
     /// Composite (said once on standard error; the windows then stay in).
     /// `monitor` is the grabbed rectangle in root coordinates.
     static std::unique_ptr<OwnWindowEraserComposite> open(xcb_connection_t* connection, xcb_window_t root,
-                                                          PixelRect monitor, std::vector<xcb_window_t> windows);
+                                                          PixelRect monitor,
+                                                          std::vector<xcb_window_t> windows);
     ~OwnWindowEraserComposite();
 
     /// Takes the structure events of our windows; false for any other event.
@@ -61,15 +63,17 @@ private:
     bool isOurs(xcb_window_t window) const;
     void paintBackground(CVPixelBuffer& frame, const PixelRect& area, xcb_pixmap_t background);
     void paintWindow(CVPixelBuffer& frame, const PixelRect& area, const Layer& layer);
-    void copyImage(CVPixelBuffer& frame, const PixelRect& area, xcb_drawable_t drawable, int sourceX, int sourceY);
+    void copyImage(CVPixelBuffer& frame, const PixelRect& area, xcb_drawable_t drawable, int sourceX,
+                   int sourceY);
 
     xcb_connection_t* connection_;
     xcb_window_t root_;
     PixelRect monitor_;
     xcb_atom_t rootPixmapAtom_ = XCB_ATOM_NONE;
     std::vector<Tracked> windows_;
-    std::vector<Layer> layers_;     // reused from frame to frame
+    std::vector<Layer> layers_;      // reused from frame to frame
     std::vector<PixelRect> covered_; // reused from frame to frame
+    std::vector<std::pair<xcb_get_window_attributes_cookie_t, xcb_get_geometry_cookie_t>> cookies_;
 };
 
 } // namespace vantrel

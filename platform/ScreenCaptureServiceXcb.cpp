@@ -1,14 +1,13 @@
 #include "ScreenCaptureServiceLinux.h"
 #include "ScreenGrabberXcb.h"
 
-#include <xcb/res.h>
-#include <xcb/xcb.h>
-
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <map>
 #include <memory>
+#include <xcb/res.h>
+#include <xcb/xcb.h>
 
 namespace vantrel {
 
@@ -23,7 +22,9 @@ struct ConnectionCloser {
 using Connection = std::unique_ptr<xcb_connection_t, ConnectionCloser>;
 
 template <typename Reply> using ReplyPtr = std::unique_ptr<Reply, decltype(&std::free)>;
-template <typename Reply> ReplyPtr<Reply> own(Reply* reply) { return {reply, &std::free}; }
+template <typename Reply> ReplyPtr<Reply> own(Reply* reply) {
+    return {reply, &std::free};
+}
 
 xcb_atom_t internAtom(xcb_connection_t* c, const char* name) {
     auto reply = own(xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, std::strlen(name), name), nullptr));
@@ -64,7 +65,8 @@ pid_t pidFromResources(xcb_connection_t* c, xcb_window_t window) {
     xcb_res_client_id_spec_t spec{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
     auto reply = own(xcb_res_query_client_ids_reply(c, xcb_res_query_client_ids(c, 1, &spec), nullptr));
     if (!reply) return 0;
-    for (auto it = xcb_res_query_client_ids_ids_iterator(reply.get()); it.rem; xcb_res_client_id_value_next(&it)) {
+    for (auto it = xcb_res_query_client_ids_ids_iterator(reply.get()); it.rem;
+         xcb_res_client_id_value_next(&it)) {
         if (!(it.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID)) continue;
         if (xcb_res_client_id_value_value_length(it.data) < 1) continue;
         return static_cast<pid_t>(*xcb_res_client_id_value_value(it.data));
@@ -128,8 +130,9 @@ std::vector<SCRunningApplication> ScreenCaptureServiceLinux::applications() {
     return result;
 }
 
-std::unique_ptr<ScreenFrameSource> ScreenCaptureServiceLinux::makeFrameSource(
-    const SCContentFilter& filter, const SCStreamConfiguration& configuration, NSError& error) {
+std::unique_ptr<ScreenFrameSource>
+ScreenCaptureServiceLinux::makeFrameSource(const SCContentFilter& filter,
+                                           const SCStreamConfiguration& configuration, NSError& error) {
     return openScreenGrabberXcb(filter, configuration, error);
 }
 

@@ -4,14 +4,13 @@
 #include "OwnWindowEraserComposite.h"
 #include "ShmFrameRing.h"
 
-#include <xcb/shm.h>
-#include <xcb/xcb.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <unistd.h>
+#include <xcb/shm.h>
+#include <xcb/xcb.h>
 
 namespace vantrel {
 
@@ -113,20 +112,33 @@ private:
             return reply != nullptr;
         }
         auto reply = own(xcb_get_image_reply(connection_,
-                                             xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, root_, area_.x,
-                                                           area_.y, area_.width, area_.height, ~0u),
+                                             xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, root_,
+                                                           area_.x, area_.y, area_.width, area_.height, ~0u),
                                              nullptr));
-        if (!reply || static_cast<size_t>(xcb_get_image_data_length(reply.get())) < frameBytes()) return false;
+        if (!reply || static_cast<size_t>(xcb_get_image_data_length(reply.get())) < frameBytes())
+            return false;
         std::memcpy(ring_->memory(index), xcb_get_image_data(reply.get()), frameBytes());
         return true;
     }
 
     // The server leaves the fourth byte of a depth-24 pixel at 0.
     static void makeOpaque(CVPixelBuffer& frame) {
-        for (int y = 0; y < frame.height(); ++y) {
-            auto* pixels = reinterpret_cast<uint32_t*>(frame.row(y));
-            for (int x = 0; x < frame.width(); ++x)
-                pixels[x] |= kOpaque;
+        // Four pixels a step: -O2 leaves the plain loop scalar, at three
+        // times the cost.
+        using Pixels4 = uint32_t __attribute__((vector_size(16)));
+        const Pixels4 opaque = {kOpaque, kOpaque, kOpaque, kOpaque};
+        const int width = frame.width(), height = frame.height();
+        for (int y = 0; y < height; ++y) {
+            uint8_t* row = frame.row(y);
+            int x = 0;
+            for (; x + 4 <= width; x += 4) {
+                Pixels4 p;
+                std::memcpy(&p, row + x * 4, sizeof p);
+                p |= opaque;
+                std::memcpy(row + x * 4, &p, sizeof p);
+            }
+            for (; x < width; ++x)
+                row[x * 4 + 3] = 0xff;
         }
     }
 
@@ -147,7 +159,12 @@ private:
 } // namespace
 
 std::unique_ptr<ScreenFrameSource> openScreenGrabberXcb(const SCContentFilter& filter,
-                                                       const SCStreamConfiguration& configuration, NSError& error) {
+                                                        const SCStreamConfiguration& configuration,
+                                                        NSError& error) {
+    if (configuration.pixelFormat != kCVPixelFormatType_32BGRA) {
+        error.localizedDescription = "The display can only be captured as 32-bit BGRA.";
+        return nullptr;
+    }
     xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
     if (xcb_connection_has_error(connection)) {
         xcb_disconnect(connection);
@@ -158,13 +175,14 @@ std::unique_ptr<ScreenFrameSource> openScreenGrabberXcb(const SCContentFilter& f
     const xcb_screen_t* screen = xcb_setup_roots_iterator(setup).data;
     if (!screen || !rootIsBgra(setup, screen)) {
         xcb_disconnect(connection);
-        error.localizedDescription = "The display's pixel format cannot be captured (32-bit true colour is needed).";
+        error.localizedDescription =
+            "The display's pixel format cannot be captured (32-bit true colour is needed).";
         return nullptr;
     }
     const CGRect& frame = filter.display().frame;
-    const PixelRect wanted{static_cast<int>(std::lround(frame.origin.x)), static_cast<int>(std::lround(frame.origin.y)),
-                           static_cast<int>(std::lround(frame.size.width)),
-                           static_cast<int>(std::lround(frame.size.height))};
+    const PixelRect wanted{
+        static_cast<int>(std::lround(frame.origin.x)), static_cast<int>(std::lround(frame.origin.y)),
+        static_cast<int>(std::lround(frame.size.width)), static_cast<int>(std::lround(frame.size.height))};
     const PixelRect area = wanted.intersected({0, 0, screen->width_in_pixels, screen->height_in_pixels});
     if (area.empty() || area.width != wanted.width || area.height != wanted.height) {
         xcb_disconnect(connection);

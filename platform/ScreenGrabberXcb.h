@@ -12,6 +12,7 @@ namespace vantrel {
 
 /// Null with `error` set when the display cannot be opened or grabbed.
 std::unique_ptr<ScreenFrameSource> openScreenGrabberXcb(const SCContentFilter& filter,
-                                                       const SCStreamConfiguration& configuration, NSError& error);
+                                                        const SCStreamConfiguration& configuration,
+                                                        NSError& error);
 
 } // namespace vantrel

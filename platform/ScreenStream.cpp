@@ -80,21 +80,17 @@ QCoro::Task<> SCStream::startCapture() {
     auto frames = service->makeFrameSource(filter_, configuration_, error);
     if (!frames) throw SCStreamException(error);
 
+    // A run that ended by itself may not have been joined yet.
+    if (captureThread_.joinable()) captureThread_.join();
+    ++run_;
+
     std::unique_ptr<AudioSampleSource> audio;
     if (configuration_.capturesAudio) {
         audio = service->makeSystemAudioSource(configuration_, error);
         if (!audio) throw SCStreamException(error);
-        auto alive = alive_;
         bool started = audio->start(
             [this](const CMSampleBufferRef& sample) { deliver(SCStreamOutputType::audio, sample); },
-            [this, alive](const NSError& endError, bool) {
-                // From the audio thread: the rest happens on the main thread,
-                // which may join this very thread.
-                DispatchQueue::main().async([this, alive, endError] {
-                    if (alive->load()) endedByItself(endError);
-                });
-            },
-            error);
+            [this](const NSError& endError, bool) { reportEnd(endError); }, error);
         if (!started) throw SCStreamException(error);
     }
 
@@ -102,7 +98,6 @@ QCoro::Task<> SCStream::startCapture() {
     audio_ = std::move(audio);
     stopRequested_.store(false);
     endReported_.store(false);
-    framesInFlight_->store(0);
     running_.store(true);
     captureThread_ = std::thread([this] { captureLoop(); });
     co_return;
@@ -120,7 +115,8 @@ void SCStream::stopAll() {
         stopRequested_.store(true);
     }
     wake_.notify_all();
-    if (captureThread_.joinable() && captureThread_.get_id() != std::this_thread::get_id()) captureThread_.join();
+    if (captureThread_.joinable() && captureThread_.get_id() != std::this_thread::get_id())
+        captureThread_.join();
     if (audio_) {
         audio_->stop();
         audio_.reset();
@@ -129,9 +125,16 @@ void SCStream::stopAll() {
     running_.store(false);
 }
 
-void SCStream::endedByItself(const NSError& error) {
+void SCStream::reportEnd(const NSError& error) {
+    // The rest happens on the main thread, which may join the calling thread.
+    DispatchQueue::main().async([this, alive = alive_, error, run = run_.load()] {
+        if (alive->load()) endedByItself(error, run);
+    });
+}
+
+void SCStream::endedByItself(const NSError& error, uint64_t run) {
     // Main thread. A stop asked for in the meantime wins: nobody is told.
-    if (endReported_.exchange(true)) return;
+    if (run != run_.load() || endReported_.exchange(true)) return;
     const bool wasRunning = running_.load() || captureThread_.joinable();
     stopAll();
     if (!wasRunning) return;
@@ -140,10 +143,10 @@ void SCStream::endedByItself(const NSError& error) {
 
 void SCStream::captureLoop() {
     const Clock::duration interval = tickLength(configuration_.minimumFrameInterval);
-    const CMTime frameDuration = configuration_.minimumFrameInterval.isValid() &&
-                                         configuration_.minimumFrameInterval.seconds() > 0
-                                     ? configuration_.minimumFrameInterval
-                                     : CMTime(1, 60);
+    const CMTime frameDuration =
+        configuration_.minimumFrameInterval.isValid() && configuration_.minimumFrameInterval.seconds() > 0
+            ? configuration_.minimumFrameInterval
+            : CMTime(1, 60);
     const int queueDepth = std::max(1, configuration_.queueDepth);
     Clock::time_point deadline = Clock::now();
     NSError error;
@@ -158,17 +161,14 @@ void SCStream::captureLoop() {
             const CMTime grabTime = CMClockGetHostTime();
             CVPixelBufferRef frame = frames_->grabFrame(lost, error);
             if (lost) {
-                auto alive = alive_;
                 running_.store(false);
-                DispatchQueue::main().async([this, alive, error] {
-                    if (alive->load()) endedByItself(error);
-                });
+                reportEnd(error);
                 return;
             }
             if (frame) {
                 framesDelivered_.fetch_add(1);
-                deliver(SCStreamOutputType::screen, CMSampleBuffer::makeVideo(std::move(frame), grabTime,
-                                                                              frameDuration));
+                deliver(SCStreamOutputType::screen,
+                        CMSampleBuffer::makeVideo(std::move(frame), grabTime, frameDuration));
             } else {
                 framesSkipped_.fetch_add(1);
             }
@@ -194,14 +194,14 @@ void SCStream::deliver(SCStreamOutputType type, const CMSampleBufferRef& sample)
     if (!target.queue || target.output.expired()) return;
     const bool counted = type == SCStreamOutputType::screen;
     if (counted) framesInFlight_->fetch_add(1);
-    target.queue->async([this, alive = alive_, inFlight = framesInFlight_, output = target.output, sample, type,
-                         counted] {
-        // The frame is no longer on its way once this block runs, whoever
-        // (if anyone) still listens.
-        if (auto listener = output.lock(); listener && alive->load())
-            listener->streamDidOutputSampleBuffer(*this, sample, type);
-        if (counted) inFlight->fetch_sub(1);
-    });
+    target.queue->async(
+        [this, alive = alive_, inFlight = framesInFlight_, output = target.output, sample, type, counted] {
+            // The frame is no longer on its way once this block runs, whoever
+            // (if anyone) still listens.
+            if (auto listener = output.lock(); listener && alive->load())
+                listener->streamDidOutputSampleBuffer(*this, sample, type);
+            if (counted) inFlight->fetch_sub(1);
+        });
 }
 
 } // namespace vantrel

@@ -182,7 +182,9 @@ private:
     void captureLoop();
     void deliver(SCStreamOutputType type, const CMSampleBufferRef& sample);
     void stopAll();
-    void endedByItself(const NSError& error);
+    void endedByItself(const NSError& error, uint64_t run);
+    // Posts endedByItself to the main thread; from the capture or audio thread.
+    void reportEnd(const NSError& error);
 
     SCContentFilter filter_;
     SCStreamConfiguration configuration_;
@@ -202,6 +204,8 @@ private:
     std::condition_variable wake_;
     // Set once the stream ended by itself, so that the delegate hears it once.
     std::atomic<bool> endReported_{false};
+    // Counts the starts, so that a late notice of an earlier run cannot stop a new one.
+    std::atomic<uint64_t> run_{0};
     std::shared_ptr<std::atomic<int>> framesInFlight_ = std::make_shared<std::atomic<int>>(0);
     std::atomic<uint64_t> framesDelivered_{0};
     std::atomic<uint64_t> framesSkipped_{0};

@@ -1,10 +1,9 @@
 #include "ShmFrameRing.h"
 
-#include <sys/ipc.h>
-#include <sys/shm.h>
-
 #include <cstdlib>
 #include <memory>
+#include <sys/ipc.h>
+#include <sys/shm.h>
 
 namespace vantrel {
 
@@ -37,9 +36,8 @@ bool attachShared(xcb_connection_t* c, size_t bytes, uint8_t*& memory, int& shmi
 } // namespace
 
 ShmFrameRing* ShmFrameRing::create(xcb_connection_t* c, int count, size_t bytes, bool useShm) {
-    std::unique_ptr<ShmFrameRing, void (*)(ShmFrameRing*)> ring(new ShmFrameRing, [](ShmFrameRing* r) {
-        r->close();
-    });
+    std::unique_ptr<ShmFrameRing, void (*)(ShmFrameRing*)> ring(new ShmFrameRing,
+                                                                [](ShmFrameRing* r) { r->close(); });
     ring->connection_ = c;
     ring->shared_ = useShm;
     ring->blocks_.resize(count);
@@ -49,8 +47,8 @@ ShmFrameRing* ShmFrameRing::create(xcb_connection_t* c, int count, size_t bytes,
             ring->shared_ = false; // the server cannot share memory with us: copy through the socket
         }
         if (!ring->shared_) {
-            block.memory = static_cast<uint8_t*>(std::aligned_alloc(kAlignment, (bytes + kAlignment - 1) /
-                                                                                    kAlignment * kAlignment));
+            block.memory = static_cast<uint8_t*>(
+                std::aligned_alloc(kAlignment, (bytes + kAlignment - 1) / kAlignment * kAlignment));
             if (!block.memory) return nullptr;
         }
     }

@@ -4,15 +4,14 @@
 // as a pixel buffer comes back when the buffer's last reference goes, from
 // any thread. The ring outlives its owner until every block is back.
 
-#include <xcb/shm.h>
-#include <xcb/xcb.h>
+#include "PixelBuffer.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <vector>
-
-#include "PixelBuffer.h"
+#include <xcb/shm.h>
+#include <xcb/xcb.h>
 
 namespace vantrel {
 

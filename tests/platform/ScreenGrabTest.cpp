@@ -8,19 +8,17 @@
 #include "platform/OwnWindowEraserComposite.h"
 #include "platform/ScreenCaptureServiceLinux.h"
 #include "platform/ScreenStream.h"
-
 #include "tests/support/PatternWindow.h"
 #include "tests/support/TestServices.h"
 #include "tests/support/XTestInput.h"
 
 #include <QCoro/QCoroTask>
-#include <gtest/gtest.h>
-#include <xcb/xcb.h>
-#include <xcb/xfixes.h>
-
 #include <algorithm>
+#include <gtest/gtest.h>
 #include <thread>
 #include <unistd.h>
+#include <xcb/xcb.h>
+#include <xcb/xfixes.h>
 
 using namespace vantrel;
 using namespace vantrel::test;
@@ -145,31 +143,44 @@ TEST_F(ScreenGrabTest, TheGrabIsWhatAnotherClientShowsPixelForPixelAndOpaque) {
     ASSERT_NE(frame, nullptr);
     ASSERT_EQ(frame->width(), 1920);
     ASSERT_EQ(frame->height(), 1080);
-    EXPECT_EQ(mismatches(*frame, 123, 77, 200, 150, [](int x, int y) { return gradient(x - 123, y - 77); }), 0);
+    EXPECT_EQ(mismatches(*frame, 123, 77, 200, 150, [](int x, int y) { return gradient(x - 123, y - 77); }),
+              0);
     int transparent = 0;
     for (int y = 0; y < frame->height(); ++y)
         for (int x = 0; x < frame->width(); ++x)
             transparent += alphaAt(*frame, x, y) != 255;
     EXPECT_EQ(transparent, 0);
+
+    auto otherFormat = configuration(false);
+    otherFormat.pixelFormat = 0x34323076; // '420v'
+    NSError error;
+    EXPECT_EQ(
+        ScreenCaptureServiceLinux().makeFrameSource(SCContentFilter(display, {}, {}), otherFormat, error),
+        nullptr);
+    EXPECT_FALSE(error.localizedDescription.empty());
 }
 
 TEST_F(ScreenGrabTest, AnAddedMonitorGivesItsOwnRectangleAndSize) {
-    ASSERT_TRUE(server.setMonitor("SIDE", 640, 480, 1200, 500));
+    ASSERT_TRUE(server.setMonitor("SIDE", 642, 480, 1200, 500));
     PatternWindow other(1250, 550, 100, 80, gradient, PatternWindow::Owner::childProcess);
     const SCDisplay side = displayNamed("SIDE");
-    ASSERT_EQ(side.width, 640);
+    // A width that is no multiple of four: the last pixels of a row are made opaque too.
+    ASSERT_EQ(side.width, 642);
     ASSERT_EQ(side.height, 480);
-    EXPECT_EQ(side.frame, CGRect(1200, 500, 640, 480));
+    EXPECT_EQ(side.frame, CGRect(1200, 500, 642, 480));
     auto frame = grabOnce(SCContentFilter(side, {}, {}), configuration(false));
     ASSERT_NE(frame, nullptr);
-    ASSERT_EQ(frame->width(), 640);
+    ASSERT_EQ(frame->width(), 642);
     ASSERT_EQ(frame->height(), 480);
     EXPECT_EQ(mismatches(*frame, 50, 50, 100, 80, [](int x, int y) { return gradient(x - 50, y - 50); }), 0);
+    for (int y = 0; y < 480; y += 7)
+        ASSERT_EQ(alphaAt(*frame, 641, y), 255) << "row " << y;
 }
 
 TEST_F(ScreenGrabTest, ThePointerIsDrawnAsXFixesShowsItAndOnlyWhenAsked) {
     static constexpr uint32_t kGrey = 0x336699;
-    PatternWindow backdrop(400, 300, 400, 400, PatternWindow::solid(kGrey), PatternWindow::Owner::childProcess);
+    PatternWindow backdrop(400, 300, 400, 400, PatternWindow::solid(kGrey),
+                           PatternWindow::Owner::childProcess);
     XTestInput input;
     ASSERT_TRUE(input.isConnected());
     input.moveTo(550, 450);
@@ -218,12 +229,14 @@ TEST_F(ScreenGrabTest, ThePointerIsDrawnAsXFixesShowsItAndOnlyWhenAsked) {
 TEST_F(ScreenGrabTest, OurWindowsAreLeftOutAndWhatIsBeneathShows) {
     PatternWindow beneath(300, 200, 500, 400, gradient, PatternWindow::Owner::childProcess);
     PatternWindow ours(400, 300, 200, 150, PatternWindow::solid(0xff0000), PatternWindow::Owner::thisProcess);
-    PatternWindow above(550, 420, 100, 100, PatternWindow::solid(0x00ff00), PatternWindow::Owner::childProcess);
+    PatternWindow above(550, 420, 100, 100, PatternWindow::solid(0x00ff00),
+                        PatternWindow::Owner::childProcess);
     const SCShareableContent content = currentContent();
 
     const auto mine = ourApplications(content);
     ASSERT_EQ(mine.size(), 1u);
-    EXPECT_NE(std::find(mine[0].windows.begin(), mine[0].windows.end(), SCWindow{ours.id()}), mine[0].windows.end());
+    EXPECT_NE(std::find(mine[0].windows.begin(), mine[0].windows.end(), SCWindow{ours.id()}),
+              mine[0].windows.end());
     auto theirs = std::find_if(content.applications.begin(), content.applications.end(),
                                [&](const auto& a) { return a.processID == beneath.ownerPid(); });
     ASSERT_NE(theirs, content.applications.end());
@@ -236,19 +249,55 @@ TEST_F(ScreenGrabTest, OurWindowsAreLeftOutAndWhatIsBeneathShows) {
     };
     auto included = grabOnce(SCContentFilter(display, {}, {}), configuration(false));
     ASSERT_NE(included, nullptr);
-    EXPECT_GT(mismatches(*included, 400, 300, 200, 150, expected), 10000) << "our window shows when not excluded";
+    EXPECT_GT(mismatches(*included, 400, 300, 200, 150, expected), 10000)
+        << "our window shows when not excluded";
 
     auto excluded = grabOnce(SCContentFilter(display, mine, {}), configuration(false));
     ASSERT_NE(excluded, nullptr);
     EXPECT_EQ(mismatches(*excluded, 400, 300, 200, 150, expected), 0);
     EXPECT_EQ(alphaAt(*excluded, 450, 350), 255);
     // Outside our window nothing changed.
-    EXPECT_EQ(mismatches(*excluded, 300, 200, 100, 400, [](int x, int y) { return gradient(x - 300, y - 200); }), 0);
+    EXPECT_EQ(
+        mismatches(*excluded, 300, 200, 100, 400, [](int x, int y) { return gradient(x - 300, y - 200); }),
+        0);
 
     // An excepted window stays in the picture.
     auto excepted = grabOnce(SCContentFilter(display, mine, {SCWindow{ours.id()}}), configuration(false));
     ASSERT_NE(excepted, nullptr);
     EXPECT_EQ(rgbAt(*excepted, 450, 350), 0xff0000u);
+}
+
+TEST_F(ScreenGrabTest, UnderAWindowManagerTheFrameIsOurTopLevelWindow) {
+    PatternWindow beneath(300, 200, 500, 400, gradient, PatternWindow::Owner::childProcess);
+    // The frame belongs to another client, as a window manager's would; our
+    // window inside it carries WM_STATE, as managed clients do.
+    PatternWindow frame(400, 300, 200, 150, PatternWindow::solid(0x0000ff),
+                        PatternWindow::Owner::childProcess);
+    xcb_connection_t* c = xcb_connect(nullptr, nullptr);
+    const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
+    const xcb_window_t client = xcb_generate_id(c);
+    const uint32_t red = 0xff0000;
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, client, frame.id(), 10, 20, 180, 120, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, XCB_CW_BACK_PIXEL, &red);
+    auto* wmState = xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, 8, "WM_STATE"), nullptr);
+    ASSERT_NE(wmState, nullptr);
+    const uint32_t normal[] = {1, 0};
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, client, wmState->atom, wmState->atom, 32, 2, normal);
+    std::free(wmState);
+    xcb_map_window(c, client);
+    std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+
+    const SCShareableContent content = currentContent();
+    const auto mine = ourApplications(content);
+    ASSERT_EQ(mine.size(), 1u);
+    EXPECT_EQ(mine[0].windows, std::vector<SCWindow>{SCWindow{frame.id()}});
+
+    auto excluded = grabOnce(SCContentFilter(displayNamed("screen"), mine, {}), configuration(false));
+    ASSERT_NE(excluded, nullptr);
+    EXPECT_EQ(
+        mismatches(*excluded, 400, 300, 200, 150, [](int x, int y) { return gradient(x - 300, y - 200); }),
+        0);
+    xcb_disconnect(c);
 }
 
 TEST_F(ScreenGrabTest, OurWindowsAreFollowedByTheirEventsWithoutAskingTheServer) {
@@ -314,13 +363,28 @@ class CountingOutput final : public SCStreamOutput {
 public:
     std::atomic<int> frames{0};
     std::atomic<int> wrongSize{0};
-    std::atomic<double> worstDelaySeconds{0};
-    void streamDidOutputSampleBuffer(SCStream&, const CMSampleBufferRef& sample, SCStreamOutputType) override {
+    std::mutex mutex;
+    std::vector<double> delaysSeconds; // from the grab to the output
+    void streamDidOutputSampleBuffer(SCStream&, const CMSampleBufferRef& sample,
+                                     SCStreamOutputType) override {
         auto image = sample->imageBuffer();
         if (!image || image->width() != 1920 || image->height() != 1080) ++wrongSize;
-        worstDelaySeconds = std::max(worstDelaySeconds.load(),
-                                     (CMClockGetHostTime() - sample->presentationTimeStamp()).seconds());
+        {
+            std::lock_guard lock(mutex);
+            delaysSeconds.push_back((CMClockGetHostTime() - sample->presentationTimeStamp()).seconds());
+        }
         ++frames;
+    }
+    double medianDelaySeconds() {
+        std::lock_guard lock(mutex);
+        if (delaysSeconds.empty()) return 1e9;
+        auto sorted = delaysSeconds;
+        std::sort(sorted.begin(), sorted.end());
+        return sorted[sorted.size() / 2];
+    }
+    double earliestDelaySeconds() {
+        std::lock_guard lock(mutex);
+        return delaysSeconds.empty() ? -1 : *std::min_element(delaysSeconds.begin(), delaysSeconds.end());
     }
 };
 
@@ -347,7 +411,10 @@ TEST_F(ScreenGrabTest, AStreamOfTheServerDeliversAtMostSixtyFramesASecond) {
     EXPECT_LE(output->frames.load(), 62);
     EXPECT_GE(output->frames.load(), 40);
     EXPECT_EQ(output->wrongSize.load(), 0);
-    EXPECT_LT(output->worstDelaySeconds.load(), 0.1);
+    // Stamped on the host clock at the grab: never ahead of the output, and
+    // (the odd scheduling hiccup of a busy machine aside) just behind it.
+    EXPECT_GE(output->earliestDelaySeconds(), 0.0);
+    EXPECT_LT(output->medianDelaySeconds(), 0.03);
     EXPECT_TRUE(delegate->errors.empty());
 }
 

@@ -8,9 +8,8 @@
 
 #include <QCoro/QCoroTask>
 #include <QThread>
-#include <gtest/gtest.h>
-
 #include <cmath>
+#include <gtest/gtest.h>
 #include <optional>
 #include <thread>
 
@@ -59,8 +58,9 @@ public:
         onEnd_ = std::move(onEnd);
         thread_ = std::thread([this, onSample = std::move(onSample)] {
             for (int i = 0; i < 5 && !stop_.load(); ++i) {
-                onSample(CMSampleBuffer::makeAudio({48000, 2}, std::vector<float>(960, 0.25f),
-                                                   {{CMTime(480, 48000), CMClockGetHostTime(), CMTime::invalid()}}));
+                onSample(CMSampleBuffer::makeAudio(
+                    {48000, 2}, std::vector<float>(960, 0.25f),
+                    {{CMTime(480, 48000), CMClockGetHostTime(), CMTime::invalid()}}));
                 std::this_thread::sleep_for(5ms);
             }
         });
@@ -92,7 +92,8 @@ public:
         }
         return std::make_unique<FakeFrames>(state);
     }
-    std::unique_ptr<AudioSampleSource> makeSystemAudioSource(const SCStreamConfiguration&, NSError&) override {
+    std::unique_ptr<AudioSampleSource> makeSystemAudioSource(const SCStreamConfiguration&,
+                                                             NSError&) override {
         auto source = std::make_unique<FakeAudio>();
         audio = source.get();
         return source;
@@ -111,7 +112,8 @@ public:
     std::mutex mutex;
     std::vector<Received> samples;
 
-    void streamDidOutputSampleBuffer(SCStream&, const CMSampleBufferRef& sample, SCStreamOutputType type) override {
+    void streamDidOutputSampleBuffer(SCStream&, const CMSampleBufferRef& sample,
+                                     SCStreamOutputType type) override {
         {
             std::lock_guard lock(mutex);
             samples.push_back({sample->presentationTimeStamp(), CMClockGetHostTime(), type});
@@ -120,7 +122,8 @@ public:
     }
     size_t count(SCStreamOutputType type) {
         std::lock_guard lock(mutex);
-        return std::count_if(samples.begin(), samples.end(), [type](const Received& r) { return r.type == type; });
+        return std::count_if(samples.begin(), samples.end(),
+                             [type](const Received& r) { return r.type == type; });
     }
     std::vector<Received> copy() {
         std::lock_guard lock(mutex);
@@ -339,6 +342,26 @@ TEST_F(ScreenStreamTest, ALostDisplayStopsTheStreamAndTellsTheDelegateOnTheMainT
     EXPECT_TRUE(run(stream.stopCapture()).has_value());
     test::runMainLoopFor(100ms);
     EXPECT_EQ(delegate->errors.size(), 1u);
+}
+
+TEST_F(ScreenStreamTest, AStreamThatEndedByItselfCanStartAgain) {
+    service->state->loseAtGrab = 3;
+    SCStream stream(anyDisplay(), sixtyHertz(), delegate);
+    ASSERT_TRUE(stream.addStreamOutput(recorder, SCStreamOutputType::screen, &queue, nullptr));
+    ASSERT_EQ(run(stream.startCapture()), std::nullopt);
+    // Started again before the main thread has heard of the end: the main
+    // loop does not run while waiting here.
+    for (int i = 0; i < 3000 && stream.isRunning(); ++i)
+        std::this_thread::sleep_for(1ms);
+    ASSERT_FALSE(stream.isRunning());
+    service->state->loseAtGrab = -1;
+    ASSERT_EQ(run(stream.startCapture()), std::nullopt);
+    test::runMainLoopFor(200ms);
+    EXPECT_TRUE(stream.isRunning()) << "the notice of the first run must not stop the second";
+    EXPECT_TRUE(delegate->errors.empty());
+    ASSERT_EQ(run(stream.stopCapture()), std::nullopt);
+    queue.sync([] {});
+    EXPECT_GT(recorder->count(SCStreamOutputType::screen), 5u);
 }
 
 TEST_F(ScreenStreamTest, AnAudioSourceThatEndsStopsTheStreamOnce) {

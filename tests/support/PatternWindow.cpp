@@ -1,13 +1,12 @@
 #include "PatternWindow.h"
 
-#include <xcb/xcb.h>
-
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
+#include <xcb/xcb.h>
 
 namespace vantrel::test {
 
