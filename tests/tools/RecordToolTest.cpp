@@ -3,6 +3,7 @@
 
 #include "tests/support/MediaFiles.h"
 #include "tests/support/MediaProbe.h"
+#include "tests/support/PatternWindow.h"
 #include "tests/support/TestServices.h"
 #include "tests/support/XTestInput.h"
 
@@ -138,6 +139,11 @@ TEST(RecordTool, RecordsBothFilesWithTwoSoundsAndClosesThePause) {
     TonePlayer system("rec_sink", 440);
     TonePlayer microphone("mic_feed", 1000);
     const fs::path cameraPath = folder.home.home() / "camera.jsonl";
+    // Four colours at a known place on the screen, from another client.
+    PatternWindow quadrants(100, 100, 400, 300, [](int x, int y) -> uint32_t {
+        return x < 200 ? (y < 150 ? 0xd02020 : 0x20d020) : (y < 150 ? 0x2020d0 : 0xe0e020);
+    }, PatternWindow::Owner::childProcess);
+    ASSERT_TRUE(quadrants.isValid());
 
     XTestInput input;
     ASSERT_TRUE(input.isConnected());
@@ -176,6 +182,20 @@ TEST(RecordTool, RecordsBothFilesWithTwoSoundsAndClosesThePause) {
         EXPECT_GT(medianToneShare(micTrack, 1000), 0.5);
         EXPECT_LT(medianToneShare(micTrack, 440), 0.05);
     }
+
+    // The full-screen copy is the screen itself, pixel for pixel where it is still.
+    const auto picture = decodeFrameRgb(result.paths[1], 0.5, 1920, 1080);
+    ASSERT_EQ(picture.size(), 1920u * 1080 * 3);
+    const auto expectColour = [&](int x, int y, uint32_t rgb) {
+        const uint8_t* pixel = &picture[(size_t(y) * 1920 + x) * 3];
+        EXPECT_NEAR(pixel[0], int(rgb >> 16 & 0xff), 12) << x << "," << y;
+        EXPECT_NEAR(pixel[1], int(rgb >> 8 & 0xff), 12) << x << "," << y;
+        EXPECT_NEAR(pixel[2], int(rgb & 0xff), 12) << x << "," << y;
+    };
+    expectColour(150, 150, 0xd02020);
+    expectColour(150, 350, 0x20d020);
+    expectColour(450, 150, 0x2020d0);
+    expectColour(450, 350, 0xe0e020);
 
     // The camera path follows the pointer: at the end the crop holds the
     // resting pointer (y up from the bottom of the display).
