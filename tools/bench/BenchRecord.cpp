@@ -148,7 +148,9 @@ int main(int argc, char** argv) {
 
     const fs::path theirs = work / "ffmpeg.mp4";
     const Run ffmpegRun = runToEnd({"ffmpeg", "-v", "info", "-nostdin", "-y", "-f", "x11grab", "-framerate", "60",
-                                    "-video_size", "1920x1080", "-i", display, "-t", std::to_string(kSeconds), "-c:v",
+                                    "-video_size", "1920x1080", "-i", display, "-t", std::to_string(kSeconds),
+                                    // Every grabbed picture once: no repeats to keep a constant rate.
+                                    "-vsync", "passthrough", "-c:v",
                                     "libx265", "-preset", "ultrafast", "-x265-params", "log-level=error",
                                     theirs.string()},
                                    work);
