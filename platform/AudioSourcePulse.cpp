@@ -194,22 +194,22 @@ bool AudioSourcePulse::findSource(NSError& error) {
 }
 
 bool AudioSourcePulse::connectStream(NSError& error) {
-    pa_sample_spec spec{};
-    spec.format = PA_SAMPLE_FLOAT32LE;
-    spec.rate = requestedRate_ > 0 ? static_cast<uint32_t>(requestedRate_) : sourceSpec_.rate;
-    spec.channels = requestedChannels_ > 0 ? static_cast<uint8_t>(requestedChannels_) : sourceSpec_.channels;
-    if (!pa_sample_spec_valid(&spec)) {
-        error.localizedDescription = "The sound server cannot record " + std::to_string(spec.rate) +
-                                     " Hz with " + std::to_string(spec.channels) + " channels";
+    pa_sample_spec sampleFormat{};
+    sampleFormat.format = PA_SAMPLE_FLOAT32LE;
+    sampleFormat.rate = requestedRate_ > 0 ? static_cast<uint32_t>(requestedRate_) : sourceSpec_.rate;
+    sampleFormat.channels = requestedChannels_ > 0 ? static_cast<uint8_t>(requestedChannels_) : sourceSpec_.channels;
+    if (!pa_sample_spec_valid(&sampleFormat)) {
+        error.localizedDescription = "The sound server cannot record " + std::to_string(sampleFormat.rate) +
+                                     " Hz with " + std::to_string(sampleFormat.channels) + " channels";
         return false;
     }
-    format_ = {static_cast<double>(spec.rate), spec.channels};
-    frameBytes_ = pa_frame_size(&spec);
-    clock_.emplace(static_cast<int>(spec.rate));
+    format_ = {static_cast<double>(sampleFormat.rate), sampleFormat.channels};
+    frameBytes_ = pa_frame_size(&sampleFormat);
+    clock_.emplace(static_cast<int>(sampleFormat.rate));
 
     pa_channel_map map{};
-    pa_channel_map_init_extend(&map, spec.channels, PA_CHANNEL_MAP_DEFAULT);
-    stream_ = pa_stream_new(context_, "Vantrel recording", &spec, &map);
+    pa_channel_map_init_extend(&map, sampleFormat.channels, PA_CHANNEL_MAP_DEFAULT);
+    stream_ = pa_stream_new(context_, "Vantrel recording", &sampleFormat, &map);
     if (!stream_) {
         error.localizedDescription = serverError("Cannot record from \"" + sourceName_ + "\"");
         return false;
@@ -219,7 +219,7 @@ bool AudioSourcePulse::connectStream(NSError& error) {
 
     pa_buffer_attr attributes{};
     attributes.maxlength = static_cast<uint32_t>(-1);
-    attributes.fragsize = static_cast<uint32_t>(pa_usec_to_bytes(kFragmentUs, &spec));
+    attributes.fragsize = static_cast<uint32_t>(pa_usec_to_bytes(kFragmentUs, &sampleFormat));
     attributes.tlength = attributes.prebuf = attributes.minreq = static_cast<uint32_t>(-1);
     // DONT_MOVE: when the device leaves, the recording must learn it, not be
     // carried over to whatever the server picks next.
