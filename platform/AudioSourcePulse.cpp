@@ -8,6 +8,7 @@
 
 #include "AudioCaptureSession.h"
 #include "AudioPacketClock.h"
+#include "PulseContextConnect.h"
 
 #include <cstring>
 #include <optional>
@@ -44,7 +45,7 @@ private:
     void readLocked();
     int64_t capturedAtNs() const;
     std::string serverError(const std::string& what) const {
-        return what + ": " + pa_strerror(pa_context_errno(context_));
+        return pulseContextError(context_, what);
     }
 
     static void onContextState(pa_context* context, void* userdata);
@@ -148,24 +149,8 @@ template <class Done> bool AudioSourcePulse::waitLocked(Done done) {
 bool AudioSourcePulse::connectContext(NSError& error) {
     context_ = pa_context_new(pa_threaded_mainloop_get_api(loop_), "Vantrel");
     pa_context_set_state_callback(context_, &AudioSourcePulse::onContextState, this);
-    // No NOFAIL: a recording must not wait for a server that is not there.
-    if (pa_context_connect(context_, nullptr, PA_CONTEXT_NOFLAGS, nullptr) < 0) {
-        error.localizedDescription = serverError("Cannot reach the sound server");
-        return false;
-    }
-    const bool settled = waitLocked([this] {
-        const auto state = pa_context_get_state(context_);
-        return state == PA_CONTEXT_READY || !PA_CONTEXT_IS_GOOD(state);
-    });
-    if (!settled) {
-        error.localizedDescription = "The sound server did not answer";
-        return false;
-    }
-    if (pa_context_get_state(context_) != PA_CONTEXT_READY) {
-        error.localizedDescription = serverError("Cannot reach the sound server");
-        return false;
-    }
-    return true;
+    return connectPulseContext(
+        context_, [this](const std::function<bool()>& done) { return waitLocked(done); }, error);
 }
 
 bool AudioSourcePulse::findSource(NSError& error) {

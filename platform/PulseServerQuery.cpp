@@ -1,5 +1,7 @@
 #include "PulseServerQuery.h"
 
+#include "PulseContextConnect.h"
+
 #include "AudioCaptureSession.h"
 
 #include <pulse/pulseaudio.h>
@@ -27,23 +29,8 @@ public:
     pa_context* context() const { return context_; }
 
     bool connect(NSError& error) {
-        if (pa_context_connect(context_, nullptr, PA_CONTEXT_NOFLAGS, nullptr) < 0) {
-            error.localizedDescription = failure("Cannot reach the sound server");
-            return false;
-        }
-        const bool settled = turnUntil([this] {
-            const auto state = pa_context_get_state(context_);
-            return state == PA_CONTEXT_READY || !PA_CONTEXT_IS_GOOD(state);
-        });
-        if (!settled) {
-            error.localizedDescription = "The sound server did not answer";
-            return false;
-        }
-        if (pa_context_get_state(context_) != PA_CONTEXT_READY) {
-            error.localizedDescription = failure("Cannot reach the sound server");
-            return false;
-        }
-        return true;
+        return connectPulseContext(
+            context_, [this](const std::function<bool()>& done) { return turnUntil(done); }, error);
     }
 
     /// Runs the operation's callbacks until it is done; false on timeout or a lost server.
@@ -73,7 +60,7 @@ private:
     }
 
     std::string failure(const std::string& what) const {
-        return what + ": " + pa_strerror(pa_context_errno(context_));
+        return pulseContextError(context_, what);
     }
 
     pa_mainloop* loop_;
