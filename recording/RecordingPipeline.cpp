@@ -1,10 +1,7 @@
 #include "RecordingPipeline.h"
 
 #include "platform/SecurityScopedBookmark.h"
-
-#include <QCoro/QCoroFuture>
-#include <QFuture>
-#include <QPromise>
+#include "recording/MainThreadWait.h"
 
 namespace vantrel {
 
@@ -13,11 +10,8 @@ namespace {
 /// Waits, without blocking the main thread, until the writer's file is closed.
 QCoro::Task<> finish(std::shared_ptr<AVAssetWriter> writer) {
     if (!writer) co_return;
-    auto promise = std::make_shared<QPromise<void>>();
-    auto closed = promise->future();
-    promise->start();
-    writer->finishWritingWithCompletionHandler([promise] { promise->finish(); });
-    co_await closed;
+    co_await waitUntilDone(
+        [&writer](std::function<void()> done) { writer->finishWritingWithCompletionHandler(std::move(done)); });
 }
 
 } // namespace

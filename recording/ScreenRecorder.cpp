@@ -1,7 +1,7 @@
 #include "ScreenRecorder.h"
 
 #include "recording/BookmarkManager.h"
-#include "recording/QueueDrain.h"
+#include "recording/MainThreadWait.h"
 #include "settings/AppSettings.h"
 #include "settings/PermissionsManager.h"
 

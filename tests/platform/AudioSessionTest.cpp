@@ -11,6 +11,7 @@
 #include <atomic>
 #include <chrono>
 #include <gtest/gtest.h>
+#include <optional>
 #include <mutex>
 #include <thread>
 
@@ -245,13 +246,26 @@ TEST_F(AudioSessionScripted, SourceGoneInterruptsAndAFailureIsARuntimeError) {
 
 // --- Real daemons ------------------------------------------------------------------
 
-TEST(AudioSessionPulse, UnloadedMicrophoneInterruptsTheSession) {
-    test::qtApp();
+namespace {
+
+/// A daemon of the test's own and a session on its virtual microphone.
+class AudioSessionOnOwnServer : public ::testing::Test {
+protected:
+    void SetUp() override {
+        test::qtApp();
+        NSError error;
+        auto input = AVCaptureAudioDeviceInput::initWithDevice(microphone("virtual_mic"), &error);
+        ASSERT_TRUE(input) << error.localizedDescription;
+        rigHolder.emplace(input);
+    }
     test::SoundServerProcess server;
-    NSError error;
-    auto input = AVCaptureAudioDeviceInput::initWithDevice(microphone("virtual_mic"), &error);
-    ASSERT_TRUE(input) << error.localizedDescription;
-    Rig rig(input);
+    std::optional<Rig> rigHolder;
+};
+
+} // namespace
+
+TEST_F(AudioSessionOnOwnServer, UnloadedMicrophoneInterruptsTheSession) {
+    Rig& rig = *rigHolder;
     Observed interruptions(AVCaptureSessionWasInterruptedNotification, &rig.session);
     Observed errors(AVCaptureSessionRuntimeErrorNotification, &rig.session);
     rig.session.startRunning();
@@ -268,13 +282,8 @@ TEST(AudioSessionPulse, UnloadedMicrophoneInterruptsTheSession) {
     rig.stopAndDrain();
 }
 
-TEST(AudioSessionPulse, KilledServerIsARuntimeErrorAndNothingArrivesAfterStop) {
-    test::qtApp();
-    test::SoundServerProcess server;
-    NSError error;
-    auto input = AVCaptureAudioDeviceInput::initWithDevice(microphone("virtual_mic"), &error);
-    ASSERT_TRUE(input) << error.localizedDescription;
-    Rig rig(input);
+TEST_F(AudioSessionOnOwnServer, KilledServerIsARuntimeErrorAndNothingArrivesAfterStop) {
+    Rig& rig = *rigHolder;
     Observed errors(AVCaptureSessionRuntimeErrorNotification, &rig.session);
     rig.session.startRunning();
     ASSERT_TRUE(rig.session.isRunning());
