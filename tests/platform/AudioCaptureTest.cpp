@@ -5,7 +5,6 @@
 #include "platform/AudioCaptureSession.h"
 #include "platform/ScreenCaptureServiceLinux.h"
 #include "tests/support/MediaFiles.h"
-#include "tests/support/SoundServerProcess.h"
 #include "tests/support/TestServices.h"
 
 #include <atomic>
@@ -276,7 +275,7 @@ TEST(AudioCaptureDevices, SystemAudioIsTheDefaultSinksMonitor) {
     NSError error;
     EXPECT_EQ(pulseDefaultSinkMonitor(error), "rec_sink.monitor") << error.localizedDescription;
     // A new default, on a daemon of our own so that tests beside us keep theirs.
-    test::SoundServerProcess server;
+    test::PrivateSoundServer server;
     ASSERT_TRUE(test::runCommand("pactl set-default-sink mic_feed"));
     EXPECT_EQ(pulseDefaultSinkMonitor(error), "mic_feed.monitor") << error.localizedDescription;
 }
@@ -308,7 +307,7 @@ TEST(AudioCaptureDevices, MissingSourceOrServerFailsToStartWithAReason) {
 // --- Ends and stops ---------------------------------------------------------
 
 TEST(AudioCaptureEnd, UnloadedSourceEndsWithDeviceGone) {
-    test::SoundServerProcess server;
+    test::PrivateSoundServer server;
     auto source = makePulseRecordSource("virtual_mic", 0, 0);
     SampleLog log;
     EndLog end;
@@ -324,7 +323,7 @@ TEST(AudioCaptureEnd, UnloadedSourceEndsWithDeviceGone) {
 }
 
 TEST(AudioCaptureEnd, KilledServerEndsWithAnErrorAndStopDoesNotHang) {
-    test::SoundServerProcess server;
+    test::PrivateSoundServer server;
     auto source = makePulseRecordSource("rec_sink.monitor", 48000, 2);
     SampleLog log;
     EndLog end;

@@ -5,7 +5,6 @@
 #include "platform/AudioCaptureSession.h"
 #include "platform/NotificationCenter.h"
 #include "tests/support/MediaFiles.h"
-#include "tests/support/SoundServerProcess.h"
 #include "tests/support/TestServices.h"
 
 #include <atomic>
@@ -258,7 +257,7 @@ protected:
         ASSERT_TRUE(input) << error.localizedDescription;
         rigHolder.emplace(input);
     }
-    test::SoundServerProcess server;
+    test::PrivateSoundServer server;
     std::optional<Rig> rigHolder;
 };
 

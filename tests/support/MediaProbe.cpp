@@ -1,5 +1,7 @@
 #include "MediaProbe.h"
 
+#include "MediaFiles.h"
+
 #include <cmath>
 #include <cstring>
 #include <csignal>
@@ -20,10 +22,6 @@ std::string readFile(const std::filesystem::path& path) {
     return text.str();
 }
 
-std::string quoted(const std::filesystem::path& path) {
-    return "'" + path.string() + "'";
-}
-
 } // namespace
 
 CommandOutput runCapturing(const std::string& commandLine, std::chrono::milliseconds timeout) {
@@ -33,7 +31,7 @@ CommandOutput runCapturing(const std::string& commandLine, std::chrono::millisec
     const pid_t pid = fork();
     if (pid == 0) {
         setpgid(0, 0);
-        execl("/bin/sh", "sh", "-c", (commandLine + " >" + quoted(outPath) + " 2>" + quoted(errPath)).c_str(),
+        execl("/bin/sh", "sh", "-c", (commandLine + " >" + shellQuote(outPath.string()) + " 2>" + shellQuote(errPath.string())).c_str(),
               static_cast<char*>(nullptr));
         _exit(127);
     }
@@ -68,8 +66,8 @@ std::vector<uint8_t> decodeFrameRgb(const std::filesystem::path& file, double se
     char pattern[] = "/tmp/vantrel-frame-XXXXXX";
     const std::filesystem::path dir = mkdtemp(pattern);
     const auto raw = dir / "frame.rgb";
-    runCapturing("ffmpeg -v error -y -ss " + std::to_string(seconds) + " -i " + quoted(file) +
-                     " -frames:v 1 -f rawvideo -pix_fmt rgb24 " + quoted(raw),
+    runCapturing("ffmpeg -v error -y -ss " + std::to_string(seconds) + " -i " + shellQuote(file.string()) +
+                     " -frames:v 1 -f rawvideo -pix_fmt rgb24 " + shellQuote(raw.string()),
                  std::chrono::seconds(30));
     const std::string bytes = readFile(raw);
     std::filesystem::remove_all(dir);

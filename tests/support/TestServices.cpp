@@ -216,15 +216,26 @@ PrivateSoundServer::PrivateSoundServer() {
         const ScopedEnv bus("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + (dir_ / "no-bus").string());
         pid_ = spawn({"pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--disallow-exit",
                       "--use-pid-file=no", "-L", "module-native-protocol-unix auth-anonymous=1 socket=" + socket,
-                      "-L", "module-null-sink sink_name=rec_sink", "-L",
-                      "module-remap-source master=rec_sink.monitor source_name=virtual_mic"});
+                      "-L", "module-null-sink sink_name=rec_sink rate=48000", "-L",
+                      "module-null-sink sink_name=mic_feed", "-L",
+                      "module-remap-source master=mic_feed.monitor source_name=virtual_mic"});
     }
     serverEnv_.emplace("PULSE_SERVER", "unix:" + socket);
     QDeadlineTimer deadline(kStartTimeoutMs);
     while (!runCommand("pactl info >/dev/null 2>&1")) {
-        if (deadline.hasExpired()) throw std::runtime_error("pulseaudio did not start");
+        if (deadline.hasExpired()) {
+            stop(pid_);
+            throw std::runtime_error("pulseaudio did not start");
+        }
         QThread::msleep(20);
     }
+}
+
+void PrivateSoundServer::kill() {
+    if (pid_ <= 0) return;
+    ::kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+    pid_ = -1;
 }
 
 PrivateSoundServer::~PrivateSoundServer() {

@@ -83,14 +83,20 @@ private:
     std::filesystem::path runtimeDir_;
 };
 
-/// A PulseAudio daemon of its own with one null sink, `rec_sink`, and one
-/// remapped source, `virtual_mic`, and PULSE_SERVER pointing at it while
-/// alive: for tests that change the server's defaults, which would disturb
-/// tests running beside them on the shared daemon.
+/// A PulseAudio daemon of its own, set up like the shared test daemon (null
+/// sinks `rec_sink` and `mic_feed`, and `virtual_mic` remapped from
+/// `mic_feed.monitor`), with PULSE_SERVER pointing at it while alive: for
+/// tests that change the server's defaults, which would disturb tests
+/// running beside them on the shared daemon, or that kill the server.
 class PrivateSoundServer {
 public:
+    /// Throws std::runtime_error when the daemon does not answer in time.
     PrivateSoundServer();
     ~PrivateSoundServer();
+    PrivateSoundServer(const PrivateSoundServer&) = delete;
+    PrivateSoundServer& operator=(const PrivateSoundServer&) = delete;
+    /// SIGKILL: no goodbye to the clients.
+    void kill();
 
 private:
     pid_t pid_ = -1;
