@@ -1,6 +1,6 @@
 #include "CameraManager.h"
 
-#include "platform/WeakClosure.h"
+#include "platform/core/WeakClosure.h"
 
 #include <QPointer>
 #include <cstdio>

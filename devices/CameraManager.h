@@ -9,9 +9,9 @@
 // run on captureQueue, so neither start nor stop waits for the camera.
 
 #include "devices/ScreenRecorderError.h"
-#include "platform/CIImage.h"
-#include "platform/CaptureSession.h"
-#include "platform/UnfairLock.h"
+#include "platform/image/CIImage.h"
+#include "platform/camera/CaptureSession.h"
+#include "platform/core/UnfairLock.h"
 
 #include <QObject>
 #include <memory>

@@ -1,6 +1,6 @@
 #include "CameraPreviewItem.h"
 
-#include "platform/DispatchQueue.h"
+#include "platform/runtime/DispatchQueue.h"
 
 #include <QImage>
 #include <QQuickWindow>

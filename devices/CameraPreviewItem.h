@@ -7,7 +7,7 @@
 // Main thread, except updatePaintNode, which Qt calls on the render thread
 // while the main thread waits.
 
-#include "platform/CaptureSession.h"
+#include "platform/camera/CaptureSession.h"
 
 #include <QPointer>
 #include <QQuickItem>

@@ -1,7 +1,7 @@
 #include "DisplayManager.h"
 
-#include "platform/DispatchQueue.h"
-#include "platform/SharedInstance.h"
+#include "platform/runtime/DispatchQueue.h"
+#include "platform/core/SharedInstance.h"
 
 #include <QPointer>
 #include <algorithm>

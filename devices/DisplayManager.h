@@ -3,8 +3,8 @@
 // choice survives a restart under "selectedDisplayID", and repairs itself
 // when the chosen display goes away. Main thread only.
 
-#include "platform/Displays.h"
-#include "platform/UserDefaults.h"
+#include "platform/displays/Displays.h"
+#include "platform/runtime/UserDefaults.h"
 #include "settings/Providers.h"
 
 #include <QObject>

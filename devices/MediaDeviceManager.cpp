@@ -1,7 +1,7 @@
 #include "MediaDeviceManager.h"
 
-#include "platform/SharedInstance.h"
-#include "platform/WeakClosure.h"
+#include "platform/core/SharedInstance.h"
+#include "platform/core/WeakClosure.h"
 
 namespace vantrel {
 

@@ -3,7 +3,7 @@
 // times: pickers bind to the two lists and follow plugging and unplugging.
 // Opens nothing. Main thread only.
 
-#include "platform/CaptureDevice.h"
+#include "platform/camera/CaptureDevice.h"
 
 #include <QObject>
 #include <memory>

@@ -4,7 +4,7 @@
 // and lets them run as many 1/120 s steps as the frame's time allows, so the
 // motion is the same at any frame rate.
 
-#include "platform/Geometry.h"
+#include "platform/core/Geometry.h"
 
 namespace vantrel {
 

@@ -4,7 +4,7 @@
 // zone around it, the zoom only rises during a typing episode, and a far jump
 // of the caret starts the episode over.
 
-#include "platform/Geometry.h"
+#include "platform/core/Geometry.h"
 
 #include <optional>
 

@@ -5,9 +5,9 @@
 // the screen content and grows with the zoom. Nothing is cached: every ripple
 // is drawn afresh on every frame into a small bitmap of its own.
 
-#include "platform/CGColor.h"
-#include "platform/CIFilter.h"
-#include "platform/CIImage.h"
+#include "platform/image/CGColor.h"
+#include "platform/image/CIFilter.h"
+#include "platform/image/CIImage.h"
 
 #include <memory>
 #include <optional>

@@ -5,9 +5,9 @@
 // Works in source space, before the crop, so it grows with the zoom.
 
 #include "FrameInputs.h"
-#include "platform/CIFilter.h"
-#include "platform/CIImage.h"
-#include "platform/UnfairLock.h"
+#include "platform/image/CIFilter.h"
+#include "platform/image/CIImage.h"
+#include "platform/core/UnfairLock.h"
 
 #include <memory>
 #include <optional>

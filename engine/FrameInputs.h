@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/Geometry.h"
-#include "platform/SharedTypes.h"
+#include "platform/core/Geometry.h"
+#include "platform/core/SharedTypes.h"
 
 namespace vantrel {
 

@@ -1,7 +1,7 @@
 #include "KeystrokeOverlay.h"
 
 #include "TextTrimming.h"
-#include "platform/CGBitmapContext.h"
+#include "platform/image/CGBitmapContext.h"
 
 #include <algorithm>
 

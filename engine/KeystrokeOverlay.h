@@ -6,11 +6,11 @@
 // the hold, while the fade draws a new one on each frame.
 
 #include "FrameInputs.h"
-#include "platform/AttributedText.h"
-#include "platform/CIFilter.h"
-#include "platform/CIImage.h"
-#include "platform/UnfairLock.h"
-#include "platform/WallClock.h"
+#include "platform/image/AttributedText.h"
+#include "platform/image/CIFilter.h"
+#include "platform/image/CIImage.h"
+#include "platform/core/UnfairLock.h"
+#include "platform/core/WallClock.h"
 
 #include <memory>
 #include <optional>

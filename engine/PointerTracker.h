@@ -2,7 +2,7 @@
 // The pointer as the camera sees it: a low-pass filtered velocity and a point
 // a little ahead of the pointer along it, so the camera leads a moving hand.
 
-#include "platform/Geometry.h"
+#include "platform/core/Geometry.h"
 
 #include <optional>
 

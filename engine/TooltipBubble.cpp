@@ -1,8 +1,8 @@
 // Drawing the label bubble: a dark rounded plate with a soft shadow and the
 // label in white, made once per text and reused while the pointer rests.
 #include "CursorTooltip.h"
-#include "platform/AttributedText.h"
-#include "platform/CGBitmapContext.h"
+#include "platform/image/AttributedText.h"
+#include "platform/image/CGBitmapContext.h"
 
 #include <cmath>
 

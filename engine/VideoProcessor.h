@@ -12,13 +12,13 @@
 #include "KeystrokeOverlay.h"
 #include "VirtualCamera.h"
 #include "WebcamOverlay.h"
-#include "platform/CIContext.h"
-#include "platform/CIFilter.h"
-#include "platform/CIImage.h"
-#include "platform/CMTime.h"
-#include "platform/PixelBuffer.h"
-#include "platform/SampleBuffer.h"
-#include "platform/WallClock.h"
+#include "platform/image/CIContext.h"
+#include "platform/image/CIFilter.h"
+#include "platform/image/CIImage.h"
+#include "platform/core/CMTime.h"
+#include "platform/core/PixelBuffer.h"
+#include "platform/core/SampleBuffer.h"
+#include "platform/core/WallClock.h"
 
 #include <memory>
 #include <optional>

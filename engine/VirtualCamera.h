@@ -7,8 +7,8 @@
 #include "CaretTracker.h"
 #include "FrameInputs.h"
 #include "PointerTracker.h"
-#include "platform/Geometry.h"
-#include "platform/WallClock.h"
+#include "platform/core/Geometry.h"
+#include "platform/core/WallClock.h"
 
 #include <memory>
 #include <optional>

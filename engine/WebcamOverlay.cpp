@@ -1,6 +1,6 @@
 #include "WebcamOverlay.h"
 
-#include "platform/CGBitmapContext.h"
+#include "platform/image/CGBitmapContext.h"
 
 #include <algorithm>
 #include <cmath>

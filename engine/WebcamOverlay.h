@@ -4,8 +4,8 @@
 // neither the zoom nor the camera's motion touch it.
 
 #include "FrameInputs.h"
-#include "platform/CIFilter.h"
-#include "platform/CIImage.h"
+#include "platform/image/CIFilter.h"
+#include "platform/image/CIImage.h"
 
 #include <memory>
 

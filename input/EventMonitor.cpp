@@ -2,9 +2,9 @@
 
 #include "input/CursorTextRules.h"
 #include "input/KeyText.h"
-#include "platform/Accessibility.h"
-#include "platform/Displays.h"
-#include "platform/WallClock.h"
+#include "platform/accessibility/Accessibility.h"
+#include "platform/displays/Displays.h"
+#include "platform/core/WallClock.h"
 #include "settings/AppSettings.h"
 
 namespace vantrel {

@@ -9,10 +9,10 @@
 // handlers and queued reads keep it weakly and do nothing once it is gone.
 
 #include "engine/FrameInputs.h"
-#include "platform/DispatchQueue.h"
-#include "platform/InputEvents.h"
-#include "platform/NSTimer.h"
-#include "platform/UnfairLock.h"
+#include "platform/runtime/DispatchQueue.h"
+#include "platform/input/InputEvents.h"
+#include "platform/runtime/NSTimer.h"
+#include "platform/core/UnfairLock.h"
 
 #include <memory>
 #include <optional>

@@ -3,7 +3,7 @@
 // modifiers, then the key's name from the tables or its characters. The key
 // codes are the virtual key codes that platform/KeyCodes.h maps X keys onto.
 
-#include "platform/InputEvents.h"
+#include "platform/input/InputEvents.h"
 
 #include <optional>
 #include <string>

@@ -1,8 +1,8 @@
 #include "BookmarkManager.h"
 
-#include "platform/DocumentsFolder.h"
-#include "platform/SecurityScopedBookmark.h"
-#include "platform/SharedInstance.h"
+#include "platform/runtime/DocumentsFolder.h"
+#include "platform/runtime/SecurityScopedBookmark.h"
+#include "platform/core/SharedInstance.h"
 
 #include <cstdio>
 

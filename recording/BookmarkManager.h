@@ -3,7 +3,7 @@
 // "saveDirectoryBookmark" in the user defaults, and the default folder.
 // No mutable state of its own; main thread.
 
-#include "platform/UserDefaults.h"
+#include "platform/runtime/UserDefaults.h"
 #include "settings/Providers.h"
 
 #include <memory>

@@ -3,7 +3,7 @@
 // thread reports done: a serial queue reaching a block, a writer closing its
 // file.
 
-#include "platform/DispatchQueue.h"
+#include "platform/runtime/DispatchQueue.h"
 
 #include <QCoro/QCoroFuture>
 #include <QFuture>

@@ -3,7 +3,7 @@
 // colour tags of a P3 display, the BGRA pictures the stream and the engine
 // hand over, and AAC stereo for each sound source.
 
-#include "platform/AssetWriter.h"
+#include "platform/writer/AssetWriter.h"
 
 namespace vantrel {
 

@@ -1,6 +1,6 @@
 #include "RecordingPipeline.h"
 
-#include "platform/SecurityScopedBookmark.h"
+#include "platform/runtime/SecurityScopedBookmark.h"
 #include "recording/MainThreadWait.h"
 
 namespace vantrel {

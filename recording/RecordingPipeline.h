@@ -11,7 +11,7 @@
 
 #include "engine/FrameInputs.h"
 #include "engine/VideoProcessor.h"
-#include "platform/AssetWriter.h"
+#include "platform/writer/AssetWriter.h"
 
 #include <QCoro/QCoroTask>
 #include <memory>

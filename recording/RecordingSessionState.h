@@ -2,8 +2,8 @@
 // What the recorder's operations, its two sample queues and the main thread
 // share, held as one value inside the recorder's lock.
 
-#include "platform/CMTime.h"
-#include "platform/ScreenStream.h"
+#include "platform/core/CMTime.h"
+#include "platform/capture/ScreenStream.h"
 
 #include <memory>
 #include <optional>

@@ -1,6 +1,6 @@
 #include "SaveLocation.h"
 
-#include "platform/SecurityScopedBookmark.h"
+#include "platform/runtime/SecurityScopedBookmark.h"
 
 #include <QDateTime>
 #include <cstdio>

@@ -4,7 +4,7 @@
 // are made (during preparation), on the main thread.
 
 #include "engine/FrameInputs.h"
-#include "platform/SharedTypes.h"
+#include "platform/core/SharedTypes.h"
 #include "settings/Providers.h"
 
 #include <optional>

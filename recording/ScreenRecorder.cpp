@@ -5,8 +5,8 @@
 #include "settings/AppSettings.h"
 #include "settings/PermissionsManager.h"
 
-#include "platform/ConsoleLine.h"
-#include "platform/Workspace.h"
+#include "platform/core/ConsoleLine.h"
+#include "platform/runtime/Workspace.h"
 
 #include <QCoreApplication>
 

@@ -24,11 +24,11 @@
 #include "recording/RecordingSessionState.h"
 #include "settings/Providers.h"
 
-#include "platform/AudioCaptureSession.h"
-#include "platform/DispatchQueue.h"
-#include "platform/NotificationCenter.h"
-#include "platform/ScreenStream.h"
-#include "platform/UnfairLock.h"
+#include "platform/audio/AudioCaptureSession.h"
+#include "platform/runtime/DispatchQueue.h"
+#include "platform/runtime/NotificationCenter.h"
+#include "platform/capture/ScreenStream.h"
+#include "platform/core/UnfairLock.h"
 
 #include <QCoro/QCoroTask>
 #include <functional>

@@ -3,7 +3,7 @@
 
 #include "ScreenRecorder.h"
 
-#include "platform/ConsoleLine.h"
+#include "platform/core/ConsoleLine.h"
 
 namespace vantrel {
 

@@ -5,8 +5,8 @@
 #include "recording/RecordingOutputSettings.h"
 #include "recording/SaveLocation.h"
 
-#include "platform/ConsoleLine.h"
-#include "platform/SecurityScopedBookmark.h"
+#include "platform/core/ConsoleLine.h"
+#include "platform/runtime/SecurityScopedBookmark.h"
 
 namespace vantrel {
 

@@ -2,7 +2,7 @@
 
 #include "ScreenRecorder.h"
 
-#include "platform/PrivacyAccess.h"
+#include "platform/permissions/PrivacyAccess.h"
 
 #include <algorithm>
 #include <unistd.h>

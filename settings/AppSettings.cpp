@@ -1,7 +1,7 @@
 #include "AppSettings.h"
 
-#include "platform/Displays.h"
-#include "platform/DocumentsFolder.h"
+#include "platform/displays/Displays.h"
+#include "platform/runtime/DocumentsFolder.h"
 
 #include <cstdio>
 

@@ -6,9 +6,9 @@
 // back); every write reaches the store at once and emits the field's signal.
 
 #include "engine/FrameInputs.h"
-#include "platform/ModifierFlags.h"
-#include "platform/SharedTypes.h"
-#include "platform/UserDefaults.h"
+#include "platform/input/ModifierFlags.h"
+#include "platform/core/SharedTypes.h"
+#include "platform/runtime/UserDefaults.h"
 #include "settings/Providers.h"
 
 #include <QObject>

@@ -1,8 +1,8 @@
 #include "PermissionsManager.h"
 
-#include "platform/DispatchQueue.h"
-#include "platform/PrivacyAccess.h"
-#include "platform/WeakClosure.h"
+#include "platform/runtime/DispatchQueue.h"
+#include "platform/permissions/PrivacyAccess.h"
+#include "platform/core/WeakClosure.h"
 
 #include <cstdio>
 

@@ -4,7 +4,7 @@
 // The two fields are read at construction and then only by the monitoring
 // (while the onboarding shows); nothing else updates them.
 
-#include "platform/NSTimer.h"
+#include "platform/runtime/NSTimer.h"
 #include "settings/Providers.h"
 
 #include <QObject>

@@ -9,8 +9,8 @@
 // BookmarkManager::shared() install themselves here when they are made.
 
 #include "engine/FrameInputs.h"
-#include "platform/SharedInstance.h"
-#include "platform/SharedTypes.h"
+#include "platform/core/SharedInstance.h"
+#include "platform/core/SharedTypes.h"
 
 #include <QCoro/QCoroTask>
 #include <memory>

@@ -4,7 +4,7 @@
 // and the error it throws.
 #include "devices/CameraManager.h"
 
-#include "platform/FakeCamera.h"
+#include "platform/camera/FakeCamera.h"
 #include "tests/support/TestServices.h"
 
 #include <future>

@@ -5,7 +5,7 @@
 #include "devices/CameraPreviewItem.h"
 
 #include "devices/CameraManager.h"
-#include "platform/FakeCamera.h"
+#include "platform/camera/FakeCamera.h"
 #include "tests/support/TestServices.h"
 
 #include <QGuiApplication>

@@ -2,7 +2,7 @@
 // with xrandr) and on a fake list for the failures a server cannot be made to show.
 #include "devices/DisplayManager.h"
 
-#include "platform/UserDefaultsQSettings.h"
+#include "platform/runtime/UserDefaultsQSettings.h"
 #include "tests/support/TestServices.h"
 
 #include <QSignalSpy>

@@ -2,7 +2,7 @@
 // microphones of the real PulseAudio daemon of the test command.
 #include "devices/MediaDeviceManager.h"
 
-#include "platform/MicrophoneListPulse.h"
+#include "platform/audio/MicrophoneListPulse.h"
 #include "tests/support/TestServices.h"
 
 #include <gtest/gtest.h>

@@ -3,7 +3,7 @@
 #include "engine/ClickRipples.h"
 
 #include "engine/VideoProcessor.h"
-#include "platform/CIContext.h"
+#include "platform/image/CIContext.h"
 
 #include <cmath>
 #include <cstring>

@@ -3,7 +3,7 @@
 #include "engine/KeystrokeOverlay.h"
 
 #include "engine/VideoProcessor.h"
-#include "platform/CIContext.h"
+#include "platform/image/CIContext.h"
 
 #include <cstring>
 #include <deque>

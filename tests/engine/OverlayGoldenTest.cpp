@@ -8,7 +8,7 @@
 //   VANTREL_UPDATE_GOLDENS=1 <build>/bin/engine_overlay_golden_test
 // and look at every rewritten PNG before committing it.
 #include "engine/VideoProcessor.h"
-#include "platform/PngFile.h"
+#include "platform/image/PngFile.h"
 
 #include <cstdlib>
 #include <cstring>

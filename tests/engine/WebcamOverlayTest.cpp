@@ -1,7 +1,7 @@
 // The webcam picture: its size, place, rounded corners and shadow.
 #include "engine/WebcamOverlay.h"
 
-#include "platform/CIContext.h"
+#include "platform/image/CIContext.h"
 
 #include <cstring>
 #include <gtest/gtest.h>

@@ -3,10 +3,10 @@
 // window. Clicks, typing, the focused entry, a resting pointer on a button,
 // the password entry, and monitors side by side and one above the other.
 #include "input/EventMonitor.h"
-#include "platform/AccessibilityAtspi.h"
-#include "platform/DisplayList.h"
-#include "platform/Displays.h"
-#include "platform/InputEvents.h"
+#include "platform/accessibility/AccessibilityAtspi.h"
+#include "platform/displays/DisplayList.h"
+#include "platform/displays/Displays.h"
+#include "platform/input/InputEvents.h"
 #include "settings/AppSettings.h"
 #include "tests/support/GtkTestWindow.h"
 #include "tests/support/TestServices.h"

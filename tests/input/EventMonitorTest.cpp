@@ -4,10 +4,10 @@
 // input, and what start and stop leave behind.
 #include "input/EventMonitor.h"
 
-#include "platform/AccessibilityFake.h"
-#include "platform/DisplayList.h"
-#include "platform/Displays.h"
-#include "platform/WallClock.h"
+#include "platform/accessibility/AccessibilityFake.h"
+#include "platform/displays/DisplayList.h"
+#include "platform/displays/Displays.h"
+#include "platform/core/WallClock.h"
 #include "settings/AppSettings.h"
 #include "tests/support/TestServices.h"
 

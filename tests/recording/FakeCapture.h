@@ -3,7 +3,7 @@
 // when asked, a system sound source. The stream around it is the real one,
 // and so are the writers, so the recorder is tested against real files.
 
-#include "platform/ScreenStream.h"
+#include "platform/capture/ScreenStream.h"
 
 #include <atomic>
 #include <chrono>

@@ -2,8 +2,8 @@
 // files, with the fall-back to Documents.
 #include "recording/SaveLocation.h"
 
-#include "platform/SecurityScopedBookmark.h"
-#include "platform/UserDefaultsQSettings.h"
+#include "platform/runtime/SecurityScopedBookmark.h"
+#include "platform/runtime/UserDefaultsQSettings.h"
 #include "recording/BookmarkManager.h"
 #include "tests/support/TestServices.h"
 

@@ -4,9 +4,9 @@
 #include "recording/ScreenRecorder.h"
 
 #include "FakeCapture.h"
-#include "platform/DisplayList.h"
-#include "platform/Displays.h"
-#include "platform/PrivacyAccess.h"
+#include "platform/displays/DisplayList.h"
+#include "platform/displays/Displays.h"
+#include "platform/permissions/PrivacyAccess.h"
 #include "settings/AppSettings.h"
 #include "tests/support/MediaFiles.h"
 #include "tests/support/MediaProbe.h"

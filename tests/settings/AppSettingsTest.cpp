@@ -2,8 +2,8 @@
 // values, snapshots, the save folder and the shortcut.
 #include "settings/AppSettings.h"
 
-#include "platform/DocumentsFolder.h"
-#include "platform/UserDefaultsQSettings.h"
+#include "platform/runtime/DocumentsFolder.h"
+#include "platform/runtime/UserDefaultsQSettings.h"
 #include "recording/BookmarkManager.h"
 #include "tests/support/TestServices.h"
 

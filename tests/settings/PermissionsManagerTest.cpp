@@ -2,7 +2,7 @@
 // it asks for, and what it prints.
 #include "settings/PermissionsManager.h"
 
-#include "platform/PrivacyAccess.h"
+#include "platform/permissions/PrivacyAccess.h"
 #include "tests/support/TestServices.h"
 
 #include <QSignalSpy>

@@ -3,7 +3,7 @@
 // /usr/bin/python3 on the current $DISPLAY and session bus: a text entry, a
 // password entry, labelled buttons and a label, for accessibility tests.
 
-#include "platform/Geometry.h"
+#include "platform/core/Geometry.h"
 
 #include <QProcess>
 #include <map>

@@ -3,7 +3,7 @@
 // frame, sine tones as interleaved float runs, and a recording set up the
 // way the recorder sets one up (one video input, audio inputs after it).
 
-#include "platform/AssetWriter.h"
+#include "platform/writer/AssetWriter.h"
 
 #include <chrono>
 #include <filesystem>

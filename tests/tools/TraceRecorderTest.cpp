@@ -3,8 +3,8 @@
 #include "trace/TraceRecorder.h"
 
 #include "input/EventMonitor.h"
-#include "platform/DisplayList.h"
-#include "platform/InputEvents.h"
+#include "platform/displays/DisplayList.h"
+#include "platform/input/InputEvents.h"
 #include "render/Trace.h"
 #include "tests/support/TestServices.h"
 

@@ -1,9 +1,9 @@
 // vantrel-bench-grab: the cost of grabbing one frame of the main display of
 // $DISPLAY, without and with the pointer, and with a 400x300 window of ours
 // left out of the picture (shown, then hidden).
-#include "platform/DisplayList.h"
-#include "platform/Displays.h"
-#include "platform/ScreenCaptureServiceLinux.h"
+#include "platform/displays/DisplayList.h"
+#include "platform/displays/Displays.h"
+#include "platform/capture/ScreenCaptureServiceLinux.h"
 
 #include <algorithm>
 #include <chrono>

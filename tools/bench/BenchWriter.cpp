@@ -2,7 +2,7 @@
 // (and a tone as system audio) to the MP4 writer, the way the capture queue
 // does, and tells how many it wrote, how many it had to drop, and how long
 // finishing the file took.
-#include "platform/AssetWriter.h"
+#include "platform/writer/AssetWriter.h"
 
 #include <chrono>
 #include <cmath>

@@ -1,6 +1,6 @@
 #include "RecordRun.h"
 
-#include "platform/DisplayList.h"
+#include "platform/displays/DisplayList.h"
 
 #include <QCoro/QCoroTimer>
 #include <chrono>

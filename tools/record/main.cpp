@@ -7,9 +7,9 @@
 #include "RunSettings.h"
 
 #include "devices/DisplayManager.h"
-#include "platform/AccessibilityAtspi.h"
-#include "platform/DisplayList.h"
-#include "platform/Displays.h"
+#include "platform/accessibility/AccessibilityAtspi.h"
+#include "platform/displays/DisplayList.h"
+#include "platform/displays/Displays.h"
 #include "recording/BookmarkManager.h"
 #include "settings/AppSettings.h"
 

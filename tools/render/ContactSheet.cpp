@@ -1,6 +1,6 @@
 #include "ContactSheet.h"
 
-#include "platform/CIContext.h"
+#include "platform/image/CIContext.h"
 
 namespace vantrel::tools {
 

@@ -2,7 +2,7 @@
 // Many frames on one picture, left to right and top to bottom, to see a
 // whole replay at a glance.
 
-#include "platform/PixelBuffer.h"
+#include "platform/core/PixelBuffer.h"
 
 #include <vector>
 

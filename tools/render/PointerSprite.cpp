@@ -1,6 +1,6 @@
 #include "PointerSprite.h"
 
-#include "platform/CGBitmapContext.h"
+#include "platform/image/CGBitmapContext.h"
 
 namespace vantrel::tools {
 

@@ -2,8 +2,8 @@
 // The mouse pointer, drawn into replayed frames the way the screen capture
 // draws the real one, so that a replay shows where the pointer is.
 
-#include "platform/CIContext.h"
-#include "platform/CIImage.h"
+#include "platform/image/CIContext.h"
+#include "platform/image/CIImage.h"
 
 namespace vantrel::tools {
 

@@ -3,7 +3,7 @@
 // given: a gradient, a grid every 120 pixels and a few windows, so that pans
 // and zooms are easy to follow by eye.
 
-#include "platform/PixelBuffer.h"
+#include "platform/core/PixelBuffer.h"
 
 namespace vantrel::tools {
 

@@ -5,7 +5,7 @@
 // {"pts": {"value": INT, "timescale": INT}, "wall": SECONDS, "state": {...}}
 
 #include "engine/FrameInputs.h"
-#include "platform/CMTime.h"
+#include "platform/core/CMTime.h"
 
 #include <filesystem>
 #include <istream>

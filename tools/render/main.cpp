@@ -8,7 +8,7 @@
 #include "SyntheticDesktop.h"
 #include "Trace.h"
 #include "engine/VideoProcessor.h"
-#include "platform/PngFile.h"
+#include "platform/image/PngFile.h"
 
 #include <cstdio>
 #include <filesystem>

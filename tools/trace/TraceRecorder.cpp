@@ -1,7 +1,7 @@
 #include "TraceRecorder.h"
 
 #include "input/EventMonitor.h"
-#include "platform/WallClock.h"
+#include "platform/core/WallClock.h"
 
 #include <chrono>
 #include <stdexcept>

@@ -2,8 +2,8 @@
 // monitor for a while, in the trace format vantrel-render replays.
 #include "TraceRecorder.h"
 #include "input/EventMonitor.h"
-#include "platform/AccessibilityAtspi.h"
-#include "platform/Displays.h"
+#include "platform/accessibility/AccessibilityAtspi.h"
+#include "platform/displays/Displays.h"
 
 #include <QCoreApplication>
 #include <iostream>

@@ -1,0 +1,372 @@
+#include "platform/image/CGBitmapContext.h"
+
+#include "platform/image/AlphaBlur.h"
+#include "platform/image/BitmapMemory.h"
+#include "platform/image/CGContextCairo.h"
+
+#include <atomic>
+#include <bit>
+#include <cmath>
+#include <cstring>
+
+namespace vantrel {
+
+// Cairo's ARGB32 is premultiplied BGRA in memory only on little-endian machines.
+static_assert(std::endian::native == std::endian::little);
+
+using cg_cairo::DeviceBox;
+
+namespace {
+constexpr int kMaxSide = 16384;
+constexpr long long kMaxPixels = 64LL * 1024 * 1024;
+
+// Device coordinates far outside any bitmap, kept within what Cairo's fixed
+// point and an int can hold.
+constexpr double kFarOutside = 1 << 22;
+
+// Sizes from broken arithmetic (NaN, infinities) draw nothing rather than
+// reach Cairo or an int conversion.
+CGFloat finiteOrZero(CGFloat value) {
+    return std::isfinite(value) ? value : 0;
+}
+
+cairo_matrix_t yUpMatrix(const CGContext::State& state) {
+    cairo_matrix_t matrix;
+    cairo_matrix_init(&matrix, 1, 0, 0, -1, 0, state.height);
+    return matrix;
+}
+
+cairo_antialias_t antialiasOf(const CGContext::State& state) {
+    return state.antialiasing() ? CAIRO_ANTIALIAS_DEFAULT : CAIRO_ANTIALIAS_NONE;
+}
+
+// Points the context at `bitmap`, which must be of the context's size.
+bool attachBitmap(CGContext::State& state, bitmap_memory::Bitmap bitmap) {
+    cairo_surface_t* surface =
+        cairo_image_surface_create_for_data(bitmap.pixels->baseAddress(), CAIRO_FORMAT_ARGB32, state.width,
+                                            state.height, static_cast<int>(bitmap.pixels->bytesPerRow()));
+    if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS) {
+        cairo_surface_destroy(surface);
+        return false;
+    }
+    cairo_t* cr = cairo_create(surface);
+    const cairo_matrix_t matrix = yUpMatrix(state);
+    cairo_set_matrix(cr, &matrix);
+
+    if (state.cr) cairo_destroy(state.cr);
+    if (state.surface) cairo_surface_destroy(state.surface);
+    state.surface = surface;
+    state.cr = cr;
+    state.pixels = std::move(bitmap.pixels);
+    state.drawn = std::move(bitmap.drawn);
+    return true;
+}
+
+// An image handed out owns the pixels it was given: draw on in place only
+// once it is gone, else on a copy.
+bool prepareToDraw(CGContext::State& state) {
+    if (!state.pixelsHandedOut) return true;
+    if (state.pixels.use_count() == 1) {
+        // Pairs with the release of the image's last reference, so that its
+        // last reads come before these writes.
+        std::atomic_thread_fence(std::memory_order_acquire);
+        state.pixelsHandedOut = false;
+        return true;
+    }
+    bitmap_memory::Bitmap copy = bitmap_memory::obtainClearedBitmap(state.width, state.height);
+    if (!copy.pixels) return false;
+    std::memcpy(copy.pixels->baseAddress(), state.pixels->baseAddress(),
+                state.pixels->bytesPerRow() * state.height);
+    *copy.drawn = *state.drawn;
+    if (!attachBitmap(state, std::move(copy))) return false;
+    state.pixelsHandedOut = false;
+    return true;
+}
+
+void appendPath(cairo_t* cr, const CGPath& path) {
+    for (const CGPathElement& element : path.elements()) {
+        const auto& p = element.points;
+        switch (element.type) {
+        case CGPathElement::Type::moveToPoint:
+            cairo_move_to(cr, p[0].x, p[0].y);
+            break;
+        case CGPathElement::Type::addLineToPoint:
+            cairo_line_to(cr, p[0].x, p[0].y);
+            break;
+        case CGPathElement::Type::addCurveToPoint:
+            cairo_curve_to(cr, p[0].x, p[0].y, p[1].x, p[1].y, p[2].x, p[2].y);
+            break;
+        case CGPathElement::Type::closeSubpath:
+            cairo_close_path(cr);
+            break;
+        }
+    }
+}
+
+DeviceBox boundsOf(const CGContext::State& state) {
+    return {0, 0, state.width, state.height};
+}
+
+void markDrawn(CGContext::State& state, const DeviceBox& box) {
+    *state.drawn = state.drawn->unionWith(box.intersection(boundsOf(state)));
+}
+
+bool shadowIsOn(const CGContext::State& state) {
+    return state.shadowColor && state.shadowColor->alpha > 0;
+}
+
+// How far beyond a shape its shadow can reach, in pixels.
+int shadowSpread(const CGContext::State& state) {
+    if (!shadowIsOn(state)) return 0;
+    const double offset = std::max(std::abs(state.shadowOffset.width), std::abs(state.shadowOffset.height));
+    return alpha_blur::reachPixels(state.shadowBlur / 2) + static_cast<int>(std::min(offset, kFarOutside)) +
+           2;
+}
+
+// The part of the plane where drawing can still show, shadows included.
+CGRect drawableArea(const CGContext::State& state) {
+    const int spread = shadowSpread(state);
+    return CGRect(0, 0, state.width, state.height).insetBy(-spread, -spread);
+}
+
+// Renders the shape's alpha into a plane of its own, offset and blurred,
+// and lays it in the shadow colour under where the shape goes.
+void paintShadow(CGContext::State& state, double shapeAlpha, const cg_cairo::DeviceBox& ink,
+                 const std::function<void(cairo_t*)>& draw) {
+    const double sigma = state.shadowBlur / 2;
+    const int reach = alpha_blur::reachPixels(sigma);
+    const double dx = std::clamp(state.shadowOffset.width, -kFarOutside, kFarOutside);
+    const double dy = -std::clamp(state.shadowOffset.height, -kFarOutside, kFarOutside);
+
+    // The moved ink, grown by the blur (and a pixel for a fractional offset),
+    // and of it only what can reach the bitmap.
+    const int margin = reach + 1;
+    const int x0 = std::max(ink.x0 + static_cast<int>(std::floor(dx)) - margin, -reach);
+    const int y0 = std::max(ink.y0 + static_cast<int>(std::floor(dy)) - margin, -reach);
+    const int x1 = std::min(ink.x1 + static_cast<int>(std::ceil(dx)) + margin, state.width + reach);
+    const int y1 = std::min(ink.y1 + static_cast<int>(std::ceil(dy)) + margin, state.height + reach);
+    if (x1 <= x0 || y1 <= y0) return;
+    markDrawn(state, {x0, y0, x1, y1});
+    const int width = x1 - x0;
+    const int height = y1 - y0;
+
+    const int stride = cairo_format_stride_for_width(CAIRO_FORMAT_A8, width);
+    state.shadowPlane.assign(static_cast<size_t>(stride) * height, 0);
+    cairo_surface_t* plane =
+        cairo_image_surface_create_for_data(state.shadowPlane.data(), CAIRO_FORMAT_A8, width, height, stride);
+    if (cairo_surface_status(plane) != CAIRO_STATUS_SUCCESS) {
+        cairo_surface_destroy(plane);
+        return;
+    }
+    // The device offset moves the shape by the shadow offset into the plane,
+    // so that `draw` can use the same matrices as on the bitmap.
+    cairo_surface_set_device_offset(plane, dx - x0, dy - y0);
+    cairo_t* cr = cairo_create(plane);
+    const cairo_matrix_t matrix = yUpMatrix(state);
+    cairo_set_matrix(cr, &matrix);
+    cairo_set_antialias(cr, antialiasOf(state));
+    cairo_set_source_rgba(cr, 0, 0, 0, shapeAlpha);
+    draw(cr);
+    cairo_destroy(cr);
+    cairo_surface_flush(plane);
+
+    alpha_blur::blurPlane(state.shadowPlane.data(), stride, width, height, sigma, state.blurScratch);
+    cairo_surface_mark_dirty(plane);
+    cairo_surface_set_device_offset(plane, 0, 0);
+
+    const CGColor& color = *state.shadowColor;
+    cairo_save(state.cr);
+    cairo_identity_matrix(state.cr);
+    cairo_set_source_rgba(state.cr, color.red, color.green, color.blue, color.alpha);
+    cairo_mask_surface(state.cr, plane, x0, y0);
+    cairo_restore(state.cr);
+    cairo_surface_destroy(plane);
+}
+
+cg_cairo::DeviceBox inkOfPath(CGContext::State& state, const CGPath& path, bool stroked) {
+    cairo_t* cr = state.cr;
+    cairo_new_path(cr);
+    appendPath(cr, path);
+    double x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+    if (stroked) {
+        cairo_set_line_width(cr, state.lineWidth);
+        cairo_stroke_extents(cr, &x0, &y0, &x1, &y1);
+    } else {
+        cairo_fill_extents(cr, &x0, &y0, &x1, &y1);
+    }
+    cairo_new_path(cr);
+    if (x1 <= x0 || y1 <= y0) return {};
+    // One more pixel for antialiased edges.
+    return cg_cairo::deviceBoxOf(state, CGRect(x0, y0, x1 - x0, y1 - y0), 1);
+}
+
+void paintPath(CGContext::State& state, const CGPath& path, bool stroked) {
+    if (path.isEmpty()) return;
+    if (stroked && state.lineWidth <= 0) return;
+    const CGColor& color = stroked ? state.strokeColor : state.fillColor;
+    if (color.alpha <= 0) return;
+    const cg_cairo::DeviceBox ink = inkOfPath(state, path, stroked);
+    const CGFloat lineWidth = state.lineWidth;
+    cg_cairo::paintShape(state, color, ink, [&](cairo_t* cr) {
+        appendPath(cr, path);
+        if (stroked) {
+            cairo_set_line_width(cr, lineWidth);
+            cairo_set_line_cap(cr, CAIRO_LINE_CAP_BUTT);
+            cairo_set_line_join(cr, CAIRO_LINE_JOIN_MITER);
+            cairo_stroke(cr);
+        } else {
+            cairo_set_fill_rule(cr, CAIRO_FILL_RULE_WINDING);
+            cairo_fill(cr);
+        }
+    });
+}
+
+} // namespace
+
+CGContext::State::~State() {
+    if (cr) cairo_destroy(cr);
+    if (surface) cairo_surface_destroy(surface);
+}
+
+CGContext::CGContext(std::unique_ptr<State> state) : state_(std::move(state)) {}
+CGContext::~CGContext() = default;
+int CGContext::width() const {
+    return state_->width;
+}
+int CGContext::height() const {
+    return state_->height;
+}
+
+namespace cg_cairo {
+
+DeviceBox deviceBoxOf(const CGContext::State& state, const CGRect& rect, int margin) {
+    if (rect.isNull() || std::isnan(rect.minX() + rect.maxX() + rect.minY() + rect.maxY())) return {};
+    const auto bound = [](double v) { return static_cast<int>(std::clamp(v, -kFarOutside, kFarOutside)); };
+    return {bound(std::floor(rect.minX())) - margin, bound(std::floor(state.height - rect.maxY())) - margin,
+            bound(std::ceil(rect.maxX())) + margin, bound(std::ceil(state.height - rect.minY())) + margin};
+}
+
+void paintShape(CGContext::State& state, const CGColor& color, const DeviceBox& ink,
+                const std::function<void(cairo_t*)>& draw) {
+    if (color.alpha <= 0 || ink.isEmpty()) return;
+    if (!prepareToDraw(state)) return;
+    if (shadowIsOn(state)) paintShadow(state, color.alpha, ink, draw);
+    markDrawn(state, ink);
+
+    cairo_t* cr = state.cr;
+    cairo_save(cr);
+    cairo_set_antialias(cr, antialiasOf(state));
+    cairo_set_source_rgba(cr, color.red, color.green, color.blue, color.alpha);
+    draw(cr);
+    cairo_restore(cr);
+}
+
+} // namespace cg_cairo
+
+CGContextRef CGBitmapContextCreate(int width, int height) {
+    if (width <= 0 || height <= 0 || width > kMaxSide || height > kMaxSide) return nullptr;
+    if (static_cast<long long>(width) * height > kMaxPixels) return nullptr;
+    bitmap_memory::Bitmap bitmap = bitmap_memory::obtainClearedBitmap(width, height);
+    if (!bitmap.pixels) return nullptr;
+
+    auto state = std::make_unique<CGContext::State>();
+    state->width = width;
+    state->height = height;
+    if (!attachBitmap(*state, std::move(bitmap))) return nullptr;
+    return std::make_unique<CGContext>(std::move(state));
+}
+
+CGImageRef CGBitmapContextCreateImage(CGContext& context) {
+    CGContext::State& state = context.state();
+    cairo_surface_flush(state.surface);
+    state.pixelsHandedOut = true;
+    return std::make_shared<const CGImage>(state.pixels);
+}
+
+void CGContextClearRect(CGContext& context, const CGRect& rect) {
+    CGContext::State& state = context.state();
+    const CGRect area = rect.intersection(CGRect(0, 0, state.width, state.height));
+    if (area.isEmpty()) return;
+    // Only drawn pixels can need clearing: a new context is clear already.
+    const DeviceBox touched = cg_cairo::deviceBoxOf(state, area, 0).intersection(*state.drawn);
+    if (touched.isEmpty() || !prepareToDraw(state)) return;
+    // Pixels outside `touched` are clear: its edges cut whole pixels.
+    const CGRect work = area.intersection(
+        CGRect(touched.x0, state.height - touched.y1, touched.x1 - touched.x0, touched.y1 - touched.y0));
+    cairo_t* cr = state.cr;
+    cairo_save(cr);
+    cairo_set_antialias(cr, antialiasOf(state));
+    cairo_set_operator(cr, CAIRO_OPERATOR_CLEAR);
+    cairo_rectangle(cr, work.minX(), work.minY(), work.width(), work.height());
+    cairo_fill(cr);
+    cairo_restore(cr);
+    // Pixels wholly inside the area are clear now.
+    const DeviceBox cleared{
+        static_cast<int>(std::ceil(area.minX())), static_cast<int>(std::ceil(state.height - area.maxY())),
+        static_cast<int>(std::floor(area.maxX())), static_cast<int>(std::floor(state.height - area.minY()))};
+    if (cleared.contains(*state.drawn)) *state.drawn = {};
+}
+
+void CGContextSetAllowsAntialiasing(CGContext& context, bool allows) {
+    context.state().allowsAntialiasing = allows;
+}
+
+void CGContextSetShouldAntialias(CGContext& context, bool should) {
+    context.state().shouldAntialias = should;
+}
+
+void CGContextSetFillColorWithColor(CGContext& context, const CGColor& color) {
+    context.state().fillColor = color;
+}
+
+void CGContextSetStrokeColorWithColor(CGContext& context, const CGColor& color) {
+    context.state().strokeColor = color;
+}
+
+void CGContextSetLineWidth(CGContext& context, CGFloat width) {
+    context.state().lineWidth = finiteOrZero(std::max(width, 0.0));
+}
+
+void CGContextSetShadowWithColor(CGContext& context, CGSize offset, CGFloat blur,
+                                 std::optional<CGColor> color) {
+    CGContext::State& state = context.state();
+    state.shadowOffset = {finiteOrZero(offset.width), finiteOrZero(offset.height)};
+    state.shadowBlur = finiteOrZero(std::max(blur, 0.0));
+    state.shadowColor = color;
+}
+
+void CGContextFillRect(CGContext& context, const CGRect& rect) {
+    const CGRect area = rect.intersection(drawableArea(context.state()));
+    if (area.isEmpty()) return;
+    paintPath(context.state(), CGPathCreateWithRect(area), false);
+}
+
+void CGContextFillEllipseInRect(CGContext& context, const CGRect& rect) {
+    CGContextAddPath(context, CGPathCreateWithEllipseInRect(rect));
+    CGContextFillPath(context);
+}
+
+void CGContextStrokeEllipseInRect(CGContext& context, const CGRect& rect) {
+    CGContextAddPath(context, CGPathCreateWithEllipseInRect(rect));
+    CGContextStrokePath(context);
+}
+
+void CGContextAddPath(CGContext& context, const CGPath& path) {
+    context.state().currentPath.addPath(path);
+}
+
+void CGContextStrokePath(CGContext& context) {
+    CGContext::State& state = context.state();
+    const CGPath path = std::move(state.currentPath);
+    state.currentPath = CGPath();
+    paintPath(state, path, true);
+}
+
+void CGContextFillPath(CGContext& context) {
+    CGContext::State& state = context.state();
+    const CGPath path = std::move(state.currentPath);
+    state.currentPath = CGPath();
+    paintPath(state, path, false);
+}
+
+} // namespace vantrel

@@ -1,0 +1,149 @@
+// The AT-SPI backend against a real GTK3 window on an X server and
+// accessibility bus of the test's own: the role table, the focused element's
+// frame, the element under a point with its role and name, and secure input
+// while the password entry has the focus.
+#include "platform/accessibility/AccessibilityAtspi.h"
+
+#include "platform/accessibility/AccessibilityRoles.h"
+#include "platform/displays/DisplayList.h"
+#include "platform/input/InputEvents.h"
+#include "tests/support/GtkTestWindow.h"
+#include "tests/support/TestServices.h"
+
+#include <atspi/atspi-constants.h>
+#include <gtest/gtest.h>
+
+using namespace vantrel;
+using namespace vantrel::test;
+using namespace std::chrono_literals;
+
+TEST(AccessibilityRoles, AtspiRolesMapOntoTheAxNames) {
+    auto role = [](int atspi, int parent = 0, bool entry = false, bool menu = false,
+                   bool singleLine = false) {
+        return axRoleForAtspi({atspi, parent, entry, menu, singleLine});
+    };
+    EXPECT_EQ(role(ATSPI_ROLE_PUSH_BUTTON), "AXButton");
+    EXPECT_EQ(role(ATSPI_ROLE_TOGGLE_BUTTON), "AXButton");
+    EXPECT_EQ(role(ATSPI_ROLE_PUSH_BUTTON, 0, false, true), "AXMenuButton");
+    EXPECT_EQ(role(ATSPI_ROLE_PUSH_BUTTON_MENU), "AXMenuButton");
+    EXPECT_EQ(role(ATSPI_ROLE_MENU_ITEM), "AXMenuItem");
+    EXPECT_EQ(role(ATSPI_ROLE_CHECK_MENU_ITEM), "AXMenuItem");
+    EXPECT_EQ(role(ATSPI_ROLE_RADIO_MENU_ITEM), "AXMenuItem");
+    EXPECT_EQ(role(ATSPI_ROLE_MENU, ATSPI_ROLE_MENU_BAR), "AXMenuBarItem");
+    EXPECT_EQ(role(ATSPI_ROLE_MENU, ATSPI_ROLE_MENU), "AXMenuItem");
+    EXPECT_EQ(role(ATSPI_ROLE_LINK), "AXLink");
+    EXPECT_EQ(role(ATSPI_ROLE_PAGE_TAB_LIST), "AXTabGroup");
+    EXPECT_EQ(role(ATSPI_ROLE_PAGE_TAB), "AXRadioButton");
+    EXPECT_EQ(role(ATSPI_ROLE_CHECK_BOX), "AXCheckBox");
+    EXPECT_EQ(role(ATSPI_ROLE_RADIO_BUTTON), "AXRadioButton");
+    EXPECT_EQ(role(ATSPI_ROLE_COMBO_BOX), "AXPopUpButton");
+    EXPECT_EQ(role(ATSPI_ROLE_COMBO_BOX, 0, true), "AXComboBox");
+    EXPECT_EQ(role(ATSPI_ROLE_ARROW), "AXDisclosureTriangle");
+    for (int field : {ATSPI_ROLE_ENTRY, ATSPI_ROLE_PASSWORD_TEXT, ATSPI_ROLE_SPIN_BUTTON})
+        EXPECT_EQ(role(field), "AXTextField") << field;
+    EXPECT_EQ(role(ATSPI_ROLE_TEXT, 0, false, false, true), "AXTextField");
+    for (int area : {ATSPI_ROLE_TEXT, ATSPI_ROLE_DOCUMENT_TEXT, ATSPI_ROLE_TERMINAL})
+        EXPECT_EQ(role(area), "AXTextArea") << area;
+    EXPECT_EQ(role(ATSPI_ROLE_SLIDER), "AXSlider");
+    EXPECT_EQ(role(ATSPI_ROLE_TOOL_BAR), "AXToolbar");
+    EXPECT_EQ(role(ATSPI_ROLE_TABLE_CELL), "AXCell");
+    EXPECT_EQ(role(ATSPI_ROLE_LABEL), "AXStaticText");
+    EXPECT_EQ(role(ATSPI_ROLE_STATIC), "AXStaticText");
+    EXPECT_EQ(role(ATSPI_ROLE_IMAGE), "AXImage");
+    EXPECT_EQ(role(ATSPI_ROLE_FRAME), "AXUnknown");
+}
+
+namespace {
+
+// One X server, accessibility bus and GTK window for the whole suite: libatspi
+// finds its bus once per process.
+struct Desktop {
+    XvfbServer server;
+    PrivateSessionBus bus{PrivateSessionBus::Accessibility::enabled};
+    ScopedEnv busEnv{"DBUS_SESSION_BUS_ADDRESS", bus.address()};
+    GtkTestWindow window;
+    std::shared_ptr<AccessibilityAtspi> accessibility = std::make_shared<AccessibilityAtspi>();
+};
+
+class AccessibilityAtspiTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { desktop = new Desktop; }
+    static void TearDownTestSuite() {
+        delete desktop;
+        desktop = nullptr;
+        DisableSecureEventInput();
+    }
+    void SetUp() override {
+        ASSERT_TRUE(desktop->window.isReady());
+        ASSERT_TRUE(desktop->accessibility->isAvailable());
+        DisplayList::setShared(nullptr);
+    }
+
+    std::optional<std::string> text(const AXUIElementRef& element, const char* attribute) {
+        std::optional<AXAttributeValue> value;
+        if (desktop->accessibility->copyAttributeValue(element, attribute, value) != kAXErrorSuccess ||
+            !value || !std::holds_alternative<std::string>(*value))
+            return std::nullopt;
+        return std::get<std::string>(*value);
+    }
+    AXUIElementRef elementAt(CGPoint point) {
+        AXUIElementRef element;
+        auto system = desktop->accessibility->createSystemWide();
+        desktop->accessibility->copyElementAtPosition(system, static_cast<float>(point.x),
+                                                      static_cast<float>(point.y), element);
+        return element;
+    }
+    std::optional<CGRect> focusedFrame() {
+        auto system = desktop->accessibility->createSystemWide();
+        std::optional<AXAttributeValue> focused, position, size;
+        if (desktop->accessibility->copyAttributeValue(system, "AXFocusedUIElement", focused) !=
+                kAXErrorSuccess ||
+            !focused || !isAXUIElement(*focused))
+            return std::nullopt;
+        auto element = std::get<AXUIElementRef>(*focused);
+        if (desktop->accessibility->copyAttributeValue(element, "AXPosition", position) != kAXErrorSuccess ||
+            desktop->accessibility->copyAttributeValue(element, "AXSize", size) != kAXErrorSuccess)
+            return std::nullopt;
+        return CGRect(std::get<CGPoint>(*position), std::get<CGSize>(*size));
+    }
+
+    static Desktop* desktop;
+};
+
+Desktop* AccessibilityAtspiTest::desktop = nullptr;
+
+} // namespace
+
+TEST_F(AccessibilityAtspiTest, ElementUnderAPointHasItsRoleAndName) {
+    auto save = elementAt(desktop->window.center("save"));
+    ASSERT_TRUE(save);
+    EXPECT_EQ(text(save, "AXRole"), "AXButton");
+    EXPECT_EQ(text(save, "AXTitle"), "Save Document");
+    std::optional<AXAttributeValue> help;
+    EXPECT_NE(desktop->accessibility->copyAttributeValue(save, "AXHelp", help), kAXErrorSuccess);
+
+    auto label = elementAt(desktop->window.center("label"));
+    ASSERT_TRUE(label);
+    EXPECT_EQ(text(label, "AXRole"), "AXStaticText");
+    EXPECT_EQ(text(label, "AXTitle"), "Plain label text");
+
+    auto entry = elementAt(desktop->window.center("entry"));
+    ASSERT_TRUE(entry);
+    EXPECT_EQ(text(entry, "AXRole"), "AXTextField");
+
+    EXPECT_FALSE(elementAt({1900, 1000})) << "nothing but the root window there";
+}
+
+TEST_F(AccessibilityAtspiTest, FocusedElementGivesItsFrameAndPasswordFieldsTurnOnSecureInput) {
+    desktop->window.focus("entry");
+    ASSERT_TRUE(waitUntil([&] { return focusedFrame() == desktop->window.rect("entry"); }, 5s))
+        << "entry at " << desktop->window.rect("entry").origin.x;
+    EXPECT_FALSE(IsSecureEventInputEnabled());
+
+    desktop->window.focus("password");
+    ASSERT_TRUE(waitUntil([&] { return IsSecureEventInputEnabled(); }, 5s));
+    EXPECT_EQ(focusedFrame(), desktop->window.rect("password"));
+
+    desktop->window.focus("entry");
+    ASSERT_TRUE(waitUntil([&] { return !IsSecureEventInputEnabled(); }, 5s));
+}

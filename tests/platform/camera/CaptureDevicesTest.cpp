@@ -1,0 +1,222 @@
+// Device lists: microphones from the PulseAudio daemon that the test command
+// starts (null sinks rec_sink and mic_feed, the remapped source virtual_mic),
+// V4L2 nodes on a machine without cameras and in hand-made folders, and the
+// fake camera's device and format.
+#include "platform/camera/CameraListV4L2.h"
+#include "platform/camera/FakeCamera.h"
+#include "platform/audio/MicrophoneListPulse.h"
+#include "tests/support/TestServices.h"
+
+#include <fstream>
+#include <gtest/gtest.h>
+#include <thread>
+
+using namespace vantrel;
+using namespace std::chrono_literals;
+namespace fs = std::filesystem;
+
+namespace {
+
+std::vector<std::string> ids(const std::vector<AVCaptureDevice>& devices) {
+    std::vector<std::string> result;
+    for (const auto& device : devices)
+        result.push_back(device.uniqueID);
+    return result;
+}
+
+bool lists(const CaptureDeviceList& list, const std::string& uniqueID) {
+    const auto all = ids(list.devices());
+    return std::find(all.begin(), all.end(), uniqueID) != all.end();
+}
+
+/// A source of its own, loaded into the running daemon and unloaded at the end.
+class NullSource {
+public:
+    explicit NullSource(std::string name) : name_(std::move(name)) {
+        const auto out = fs::temp_directory_path() / ("vantrel-module-" + name_);
+        loaded_ = test::runCommand("pactl load-module module-null-source source_name=" + name_ +
+                                   " description=Desk_Mic_" + name_ + " > " + out.string());
+        std::ifstream(out) >> module_;
+        fs::remove(out);
+    }
+    ~NullSource() { unload(); }
+    bool loaded() const { return loaded_ && !module_.empty(); }
+    void unload() {
+        if (!module_.empty()) test::runCommand("pactl unload-module " + module_);
+        module_.clear();
+    }
+
+private:
+    std::string name_;
+    std::string module_;
+    bool loaded_ = false;
+};
+
+class MicrophoneListPulseTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        test::qtApp();
+        if (!std::getenv("PULSE_SERVER"))
+            GTEST_SKIP() << "needs the sound server of scripts/with-test-services.sh";
+    }
+};
+
+} // namespace
+
+TEST_F(MicrophoneListPulseTest, ListsSourcesButNoMonitorsWithTheirDescriptions) {
+    MicrophoneListPulse list;
+    const auto devices = list.devices();
+    ASSERT_TRUE(lists(list, "virtual_mic"));
+    EXPECT_FALSE(lists(list, "rec_sink.monitor"));
+    EXPECT_FALSE(lists(list, "mic_feed.monitor"));
+    for (const auto& device : devices) {
+        EXPECT_EQ(device.mediaType, AVMediaType::audio);
+        EXPECT_FALSE(device.localizedName.empty());
+        // The human name is the description, not the source name.
+        EXPECT_NE(device.localizedName, device.uniqueID);
+    }
+}
+
+TEST_F(MicrophoneListPulseTest, ASourceLoadedAndUnloadedMidRunComesAndGoesOnTheMainThread) {
+    MicrophoneListPulse list;
+    int changes = 0;
+    const auto mainThread = std::this_thread::get_id();
+    bool onMain = true;
+    list.addChangeHandler([&] {
+        ++changes;
+        onMain = onMain && std::this_thread::get_id() == mainThread;
+    });
+
+    NullSource source("vantrel_plug_test");
+    ASSERT_TRUE(source.loaded());
+    ASSERT_TRUE(test::waitUntil([&] { return lists(list, "vantrel_plug_test"); }, 3s));
+    EXPECT_TRUE(test::waitUntil([&] { return changes > 0; }, 2s));
+    for (const auto& device : list.devices()) {
+        if (device.uniqueID == "vantrel_plug_test") {
+            EXPECT_EQ(device.localizedName, "Desk_Mic_vantrel_plug_test");
+        }
+    }
+
+    const int changesBefore = changes;
+    source.unload();
+    EXPECT_TRUE(test::waitUntil([&] { return !lists(list, "vantrel_plug_test"); }, 3s));
+    EXPECT_TRUE(test::waitUntil([&] { return changes > changesBefore; }, 2s));
+    EXPECT_TRUE(onMain);
+}
+
+TEST_F(MicrophoneListPulseTest, TheDefaultIsTheServersDefaultSourceUnlessThatIsAMonitor) {
+    test::PrivateSoundServer server; // defaults change here, out of the way of other tests
+    NullSource source("vantrel_default_test");
+    ASSERT_TRUE(source.loaded());
+    MicrophoneListPulse list;
+    ASSERT_TRUE(test::waitUntil([&] { return lists(list, "vantrel_default_test"); }, 3s));
+
+    ASSERT_TRUE(test::runCommand("pactl set-default-source vantrel_default_test"));
+    EXPECT_TRUE(test::waitUntil(
+        [&] { return list.defaultDevice() && list.defaultDevice()->uniqueID == "vantrel_default_test"; },
+        3s));
+
+    // A monitor as the server's default is no microphone: the first one stands in.
+    ASSERT_TRUE(test::runCommand("pactl set-default-source rec_sink.monitor"));
+    EXPECT_TRUE(test::waitUntil(
+        [&] {
+            return list.defaultDevice() && list.defaultDevice()->uniqueID == list.devices().front().uniqueID;
+        },
+        3s));
+
+    ASSERT_TRUE(test::runCommand("pactl set-default-source virtual_mic"));
+    EXPECT_TRUE(test::waitUntil(
+        [&] { return list.defaultDevice() && list.defaultDevice()->uniqueID == "virtual_mic"; }, 3s));
+}
+
+TEST(MicrophoneListPulseWithoutServer, IsEmptyAndHasNoDefault) {
+    test::qtApp();
+    test::ScopedEnv server("PULSE_SERVER", "unix:/nonexistent/vantrel/pulse.sock");
+    const auto started = std::chrono::steady_clock::now();
+    MicrophoneListPulse list(300ms);
+    EXPECT_LT(std::chrono::steady_clock::now() - started, 2s);
+    EXPECT_TRUE(list.devices().empty());
+    EXPECT_FALSE(list.defaultDevice());
+}
+
+TEST(CameraListV4L2Test, AMachineWithoutCamerasListsNone) {
+    test::qtApp();
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator("/dev", error))
+        if (entry.path().filename().string().rfind("video", 0) == 0)
+            GTEST_SKIP() << "this machine has cameras";
+    CameraListV4L2 list; // also starts and stops the udev watch
+    EXPECT_TRUE(list.devices().empty());
+    EXPECT_FALSE(list.defaultDevice());
+}
+
+TEST(CameraListV4L2Test, NodesThatAreNoCaptureDevicesAreLeftOut) {
+    const auto dir = fs::temp_directory_path() / ("vantrel-v4l2-" + std::to_string(::getpid()));
+    fs::create_directories(dir / "by-id");
+    std::ofstream(dir / "video0") << "not a device";     // opens, but no V4L2 ioctl
+    fs::create_symlink("/dev/null", dir / "video1");     // a character device, but not V4L2
+    fs::create_symlink(dir / "missing", dir / "video2"); // cannot be opened
+    std::ofstream(dir / "videoX") << "";                 // not a node name
+    EXPECT_TRUE(enumerateV4L2Cameras(dir, dir / "by-id").empty());
+    EXPECT_TRUE(enumerateV4L2Cameras(dir / "absent", dir / "by-id").empty());
+    EXPECT_TRUE(CameraListV4L2(dir, dir / "by-id", false).devices().empty());
+    fs::remove_all(dir);
+}
+
+TEST(CameraListV4L2Test, ARescanFromTheWatchThreadReachesTheMainThread) {
+    test::qtApp();
+    const auto dir = fs::temp_directory_path() / ("vantrel-v4l2-rescan-" + std::to_string(::getpid()));
+    fs::create_directories(dir);
+    auto list = std::make_unique<CameraListV4L2>(dir, dir / "by-id", false);
+    const auto mainThread = std::this_thread::get_id();
+    int calls = 0;
+    bool onMain = true;
+    list->addChangeHandler([&] {
+        ++calls;
+        onMain = onMain && std::this_thread::get_id() == mainThread;
+    });
+    std::thread([&] { list->rescan(); }).join(); // as the udev watch does on an event
+    EXPECT_EQ(calls, 0);
+    EXPECT_TRUE(test::waitUntil([&] { return calls == 1; }, 2s));
+    EXPECT_TRUE(onMain);
+
+    // A rescan whose delivery finds the list gone does nothing.
+    std::thread([&] { list->rescan(); }).join();
+    list.reset();
+    test::runMainLoopFor(50ms);
+    EXPECT_EQ(calls, 1);
+    fs::remove_all(dir);
+}
+
+TEST(FakeCameraDevice, FormatAndDeviceFromTheEnvironmentValue) {
+    const auto parsed = FakeCameraFormat::parse("320x240@15");
+    EXPECT_EQ(parsed.width, 320);
+    EXPECT_EQ(parsed.height, 240);
+    EXPECT_EQ(parsed.framesPerSecond, 15);
+    const auto plain = FakeCameraFormat::parse("1");
+    EXPECT_EQ(plain.width, 640);
+    EXPECT_EQ(plain.height, 480);
+    EXPECT_EQ(plain.framesPerSecond, 30);
+    // Odd widths cannot be YUYV; absurd rates fall back.
+    EXPECT_EQ(FakeCameraFormat::parse("321x240").width, 640);
+    EXPECT_EQ(FakeCameraFormat::parse("320x240@0").framesPerSecond, 30);
+
+    const auto device = FakeCamera::device(parsed);
+    EXPECT_EQ(device.node, "fake:320x240@15");
+    EXPECT_EQ(device.mediaType, AVMediaType::video);
+    EXPECT_NE(FakeCamera::device(parsed, 1).uniqueID, device.uniqueID);
+}
+
+TEST(FakeCameraDevice, TheEnvironmentVariableReplacesTheCameraList) {
+    test::qtApp();
+    CaptureDeviceList::setShared(AVMediaType::video, nullptr);
+    {
+        test::ScopedEnv fake(kFakeCameraEnvironmentVariable, "320x240@15");
+        const auto camera = AVCaptureDevice::defaultDeviceWithMediaType(AVMediaType::video);
+        ASSERT_TRUE(camera);
+        EXPECT_EQ(camera->node, "fake:320x240@15");
+        EXPECT_EQ(AVCaptureDevice::deviceWithUniqueID(camera->uniqueID), camera);
+        EXPECT_FALSE(AVCaptureDevice::deviceWithUniqueID("no-such-camera"));
+    }
+    CaptureDeviceList::setShared(AVMediaType::video, nullptr);
+}

@@ -1,0 +1,175 @@
+// Display IDs, EDID names, the y flip, and monitors read from a real X server
+// with RandR, including reconfiguration as monitors come and go.
+#include "platform/displays/Displays.h"
+
+#include "platform/displays/Edid.h"
+#include "tests/support/TestServices.h"
+
+#include <array>
+#include <gtest/gtest.h>
+#include <variant>
+
+using namespace vantrel;
+using namespace std::chrono_literals;
+
+namespace {
+
+std::array<uint8_t, 128> edidWithName(const char* name, size_t descriptor = 3) {
+    std::array<uint8_t, 128> edid{};
+    const uint8_t header[] = {0x00, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x00};
+    std::copy(std::begin(header), std::end(header), edid.begin());
+    // A timing descriptor first, as real blocks have (non-zero pixel clock).
+    edid[54] = 0x02;
+    edid[55] = 0x3A;
+    uint8_t* d = &edid[54 + descriptor * 18];
+    d[3] = 0xFC;
+    size_t i = 0;
+    for (; name[i] && i < 13; ++i)
+        d[5 + i] = static_cast<uint8_t>(name[i]);
+    if (i < 13) d[5 + i++] = '\n';
+    for (; i < 13; ++i)
+        d[5 + i] = ' ';
+    return edid;
+}
+
+struct Change {
+    CGDirectDisplayID display;
+    uint32_t flags;
+};
+
+std::vector<Change> changes;
+
+// The displays now, or the error's description. QCoro's waitFor does not
+// return when the awaited task throws, so the catching happens in a task.
+std::variant<SCShareableContent, std::string> currentContent() {
+    return QCoro::waitFor([]() -> QCoro::Task<std::variant<SCShareableContent, std::string>> {
+        try {
+            co_return co_await SCShareableContent::getShareableContent(false, true);
+        } catch (const DisplayServiceError& error) {
+            co_return error.localizedDescription();
+        }
+    }());
+}
+
+std::vector<SCDisplay> currentDisplays() {
+    auto content = currentContent();
+    return std::holds_alternative<SCShareableContent>(content)
+               ? std::get<SCShareableContent>(content).displays
+               : std::vector<SCDisplay>{};
+}
+void record(CGDirectDisplayID display, uint32_t flags, void*) {
+    changes.push_back({display, flags});
+}
+
+} // namespace
+
+TEST(DisplayIdentityTest, IDsAreStableNonZeroHashesOfTheMonitorName) {
+    // FNV-1a reference values.
+    EXPECT_EQ(displayIDForMonitorName(""), 2166136261u);
+    EXPECT_EQ(displayIDForMonitorName("a"), 0xE40C292Cu);
+    EXPECT_EQ(displayIDForMonitorName("DP-1"), displayIDForMonitorName(std::string("DP-") + "1"));
+    EXPECT_NE(displayIDForMonitorName("DP-1"), displayIDForMonitorName("DP-2"));
+    EXPECT_NE(displayIDForMonitorName("HDMI-1"), 0u);
+}
+
+TEST(EdidTest, ReadsTheMonitorNameDescriptor) {
+    EXPECT_EQ(edidProductName(edidWithName("DELL U2720Q")), "DELL U2720Q");
+    EXPECT_EQ(edidProductName(edidWithName("ThirteenChars", 1)), "ThirteenChars");
+    auto noName = edidWithName("X");
+    noName[54 + 3 * 18 + 3] = 0xFF; // serial number, not a name
+    EXPECT_FALSE(edidProductName(noName));
+    auto badHeader = edidWithName("X");
+    badHeader[0] = 0x01;
+    EXPECT_FALSE(edidProductName(badHeader));
+    const auto whole = edidWithName("X");
+    EXPECT_FALSE(edidProductName(std::span<const uint8_t>(whole).first(100)));
+}
+
+TEST(DisplayCoordinatesTest, RootRectanglesFlipIntoTheMainScreensYUpSpace) {
+    const CGRect main(0, 0, 1920, 1080);
+    EXPECT_EQ(globalRectFromRootRect(main, main), CGRect(0, 0, 1920, 1080));
+    // A screen to the right whose top is 100 px lower than the main screen's.
+    EXPECT_EQ(globalRectFromRootRect(CGRect(1920, 100, 1280, 720), main), CGRect(1920, 260, 1280, 720));
+    // A screen above the main one, in a root space where the main screen is not at the origin.
+    EXPECT_EQ(globalRectFromRootRect(CGRect(0, 0, 1920, 1080), CGRect(0, 1080, 1920, 1080)),
+              CGRect(0, 1080, 1920, 1080));
+    EXPECT_EQ(globalRectFromRootRect(CGRect(100, 1180, 50, 40), CGRect(100, 1080, 1920, 1080)),
+              CGRect(0, 940, 50, 40));
+}
+
+class XDisplaysTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        test::qtApp();
+        DisplayList::setShared(nullptr); // the real backend, on this test's server
+        changes.clear();
+    }
+    void TearDown() override { DisplayList::setShared(nullptr); }
+    test::XvfbServer server;
+};
+
+TEST_F(XDisplaysTest, MonitorsOfTheServerBecomeDisplaysAndScreens) {
+    auto displays = currentDisplays();
+    ASSERT_EQ(displays.size(), 1u);
+    EXPECT_EQ(displays[0].displayID, displayIDForMonitorName("screen"));
+    EXPECT_EQ(displays[0].width, 1920);
+    EXPECT_EQ(displays[0].height, 1080);
+    EXPECT_EQ(CGMainDisplayID(), displayIDForMonitorName("screen"));
+
+    ASSERT_TRUE(server.setMonitor("DP-1", 960, 540, 0, 0));
+    ASSERT_TRUE(server.setMonitor("HDMI-1", 960, 540, 960, 540));
+    displays = currentDisplays();
+    std::vector<CGDirectDisplayID> ids;
+    for (const auto& d : displays)
+        ids.push_back(d.displayID);
+    EXPECT_NE(std::find(ids.begin(), ids.end(), displayIDForMonitorName("HDMI-1")), ids.end());
+    EXPECT_EQ(CGDisplayBounds(displayIDForMonitorName("HDMI-1")), CGRect(960, 540, 960, 540));
+    EXPECT_TRUE(CGDisplayBounds(12345).isEmpty());
+
+    const auto screens = NSScreen::screens();
+    ASSERT_EQ(screens.size(), displays.size());
+    EXPECT_EQ(screens[0].deviceDescription.at("NSScreenNumber").value<CGDirectDisplayID>(),
+              CGMainDisplayID());
+    for (const auto& screen : screens) {
+        if (screen.localizedName != "HDMI-1") continue;
+        const CGRect mainRoot = CGDisplayBounds(CGMainDisplayID());
+        EXPECT_EQ(screen.frame, globalRectFromRootRect(CGRect(960, 540, 960, 540), mainRoot));
+    }
+}
+
+TEST_F(XDisplaysTest, ReconfigurationCallsBackWithBeginThenWhatChanged) {
+    ASSERT_TRUE(server.setMonitor("DP-1", 960, 1080, 0, 0));
+    int userInfo = 0;
+    CGDisplayRegisterReconfigurationCallback(record, &userInfo);
+    ASSERT_TRUE(server.deleteMonitor("DP-1"));
+    // Xvfb sends no event for monitors: the slow poll has to notice.
+    ASSERT_TRUE(test::waitUntil([] { return changes.size() >= 2; }, 5s));
+    const CGDirectDisplayID dp1 = displayIDForMonitorName("DP-1");
+    EXPECT_EQ(changes[0].display, dp1);
+    EXPECT_EQ(changes[0].flags, kCGDisplayBeginConfigurationFlag);
+    EXPECT_EQ(changes[1].display, dp1);
+    EXPECT_EQ(changes[1].flags, kCGDisplayRemoveFlag);
+
+    changes.clear();
+    ASSERT_TRUE(server.setMonitor("DP-2", 640, 480, 0, 0));
+    ASSERT_TRUE(test::waitUntil([] { return changes.size() >= 2; }, 5s));
+    EXPECT_EQ(changes.back().flags & kCGDisplayAddFlag, kCGDisplayAddFlag);
+
+    CGDisplayRemoveReconfigurationCallback(record, &userInfo);
+    changes.clear();
+    ASSERT_TRUE(server.deleteMonitor("DP-2"));
+    test::runMainLoopFor(2500ms);
+    EXPECT_TRUE(changes.empty());
+}
+
+TEST_F(XDisplaysTest, ALostServerIsAnErrorNotACrashAndANewOneIsFoundAgain) {
+    ASSERT_EQ(currentDisplays().size(), 1u);
+    server.kill();
+    const auto lost = currentContent();
+    ASSERT_TRUE(std::holds_alternative<std::string>(lost));
+    EXPECT_NE(std::get<std::string>(lost).find(server.display()), std::string::npos);
+    EXPECT_EQ(CGMainDisplayID(), 0u);
+    EXPECT_TRUE(NSScreen::screens().empty());
+    test::XvfbServer second;
+    EXPECT_EQ(currentDisplays().size(), 1u);
+}

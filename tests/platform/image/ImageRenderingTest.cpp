@@ -1,0 +1,214 @@
+// The image recipe rendered into pixel buffers, checked against pixels
+// worked out by hand. Buffers store the top row first; images are y-up.
+#include "platform/image/CIContext.h"
+#include "platform/image/CIFilter.h"
+#include "platform/image/CIImage.h"
+
+#include <array>
+#include <cstring>
+#include <gtest/gtest.h>
+
+using namespace vantrel;
+
+namespace {
+
+using Pixel = std::array<uint8_t, 4>; // B, G, R, A
+
+constexpr Pixel kRed{0, 0, 255, 255};
+constexpr Pixel kBlue{255, 0, 0, 255};
+constexpr Pixel kClear{0, 0, 0, 0};
+
+CVPixelBufferRef solid(int w, int h, Pixel p) {
+    auto buffer = CVPixelBuffer::create(w, h);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x)
+            std::memcpy(buffer->row(y) + 4 * x, p.data(), 4);
+    return buffer;
+}
+
+// Pixel at (x, y) in image space (y up).
+Pixel at(const CVPixelBuffer& b, int x, int yUp) {
+    Pixel p;
+    std::memcpy(p.data(), b.row(b.height() - 1 - yUp) + 4 * x, 4);
+    return p;
+}
+
+// Debian's libyuv filters with 7-bit weights that lose up to two levels of
+// 255 on a resampled pixel, so resampled pixels are compared with that slack.
+void expectNear(const Pixel& actual, const Pixel& expected) {
+    for (int c = 0; c < 4; ++c)
+        EXPECT_NEAR(actual[c], expected[c], 2) << "channel " << c;
+}
+
+void put(CVPixelBuffer& b, int x, int yUp, Pixel p) {
+    std::memcpy(b.row(b.height() - 1 - yUp) + 4 * x, p.data(), 4);
+}
+
+// A 4x4 picture: bottom half red, top half blue.
+CVPixelBufferRef redBelowBlue() {
+    auto buffer = solid(4, 4, kBlue);
+    for (int x = 0; x < 4; ++x) {
+        put(*buffer, x, 0, kRed);
+        put(*buffer, x, 1, kRed);
+    }
+    return buffer;
+}
+
+struct Rendered {
+    CIContext context;
+    CVPixelBufferRef render(const CIImage& image, int w, int h, Pixel garbage = {0xAB, 0xAB, 0xAB, 0xAB}) {
+        auto out = solid(w, h, garbage);
+        context.render(image, *out, CGRect(0, 0, w, h));
+        return out;
+    }
+};
+
+} // namespace
+
+TEST(ImageRenderingTest, WritesEveryPixelOfTheBoundsAndKeepsYUp) {
+    Rendered r;
+    // A 4x4 picture moved right by 2 on a 6x4 canvas: the left strip must be
+    // cleared, not left with what the buffer held.
+    auto out = r.render(
+        CIImage::fromPixelBuffer(redBelowBlue()).transformedBy(CGAffineTransform::makeTranslation(2, 0)), 6,
+        4);
+    EXPECT_EQ(at(*out, 0, 0), kClear);
+    EXPECT_EQ(at(*out, 1, 3), kClear);
+    EXPECT_EQ(at(*out, 2, 0), kRed);  // bottom stays bottom
+    EXPECT_EQ(at(*out, 5, 3), kBlue); // top stays top
+}
+
+TEST(ImageRenderingTest, CropTranslateScaleIsOneZoomOfTheSource) {
+    Rendered r;
+    // The frame path: crop the middle 2x2, move it to the origin, scale x2.
+    const CGRect crop{1, 1, 2, 2};
+    const CIImage zoomed = CIImage::fromPixelBuffer(redBelowBlue())
+                               .croppedTo(crop)
+                               .transformedBy(CGAffineTransform::makeTranslation(-1, -1))
+                               .transformedBy(CGAffineTransform::makeScale(2, 2));
+    EXPECT_EQ(zoomed.extent(), CGRect(0, 0, 4, 4));
+    auto out = r.render(zoomed, 4, 4);
+    expectNear(at(*out, 0, 0), kRed);
+    expectNear(at(*out, 3, 0), kRed);
+    expectNear(at(*out, 0, 3), kBlue);
+    expectNear(at(*out, 3, 3), kBlue);
+    // The seam is filtered, not dropped: the rows next to it mix both colours.
+    const Pixel seam = at(*out, 1, 1);
+    EXPECT_GT(seam[0], 0);
+    EXPECT_GT(seam[2], 0);
+}
+
+TEST(ImageRenderingTest, ACropReachingPastTheSourceLeavesTheRestTransparent) {
+    Rendered r;
+    // A view a little wider than the picture (zoom below 1) anchored at the
+    // origin: the picture is drawn smaller, at the lower left.
+    const CGRect crop{0, 0, 8, 8};
+    const CIImage image = CIImage::fromPixelBuffer(solid(4, 4, kRed))
+                              .croppedTo(crop)
+                              .transformedBy(CGAffineTransform::makeScale(0.5, 0.5));
+    auto out = r.render(image, 4, 4);
+    expectNear(at(*out, 0, 0), kRed);
+    expectNear(at(*out, 1, 1), kRed);
+    EXPECT_EQ(at(*out, 2, 0), kClear);
+    EXPECT_EQ(at(*out, 0, 2), kClear);
+    EXPECT_EQ(at(*out, 3, 3), kClear);
+}
+
+TEST(ImageRenderingTest, CompositesPremultipliedColoursOverTheirOwnRectangle) {
+    Rendered r;
+    // White at 50 % over opaque red, only on the 2x2 square at (1, 1).
+    const CIImage veil = CIImage::fromColor({1, 1, 1, 0.5}).croppedTo({1, 1, 2, 2});
+    auto out = r.render(veil.compositedOver(CIImage::fromPixelBuffer(solid(4, 4, kRed))), 4, 4);
+    EXPECT_EQ(at(*out, 0, 0), kRed);
+    // 128 + 255 * (1 - 128/255) for red, 128 for blue and green.
+    EXPECT_EQ(at(*out, 1, 1), (Pixel{128, 128, 255, 255}));
+    EXPECT_EQ(at(*out, 2, 2), (Pixel{128, 128, 255, 255}));
+    EXPECT_EQ(at(*out, 3, 3), kRed);
+
+    // The named filter composes the same way.
+    auto filter = CIFilter::filterWithName("CISourceOverCompositing");
+    filter->setValue(veil, kCIInputImageKey);
+    filter->setValue(CIImage::fromPixelBuffer(solid(4, 4, kRed)), kCIInputBackgroundImageKey);
+    auto viaFilter = r.render(*filter->outputImage(), 4, 4);
+    EXPECT_EQ(at(*viaFilter, 1, 1), (Pixel{128, 128, 255, 255}));
+}
+
+TEST(ImageRenderingTest, BitmapsLandOnWholePixelsExactlyAndResampleBetweenThem) {
+    Rendered r;
+    auto dot = solid(2, 2, kBlue);
+    const CIImage background = CIImage::fromPixelBuffer(solid(8, 8, kRed));
+    auto exact = r.render(CIImage::fromPixelBuffer(dot)
+                              .transformedBy(CGAffineTransform::makeTranslation(3, 5))
+                              .compositedOver(background),
+                          8, 8);
+    EXPECT_EQ(at(*exact, 3, 5), kBlue);
+    EXPECT_EQ(at(*exact, 4, 6), kBlue);
+    EXPECT_EQ(at(*exact, 2, 5), kRed);
+    EXPECT_EQ(at(*exact, 5, 5), kRed);
+
+    // Scaled by 2 over the background: a 4x4 blue block, nothing beyond it.
+    auto scaled = r.render(CIImage::fromPixelBuffer(dot)
+                               .transformedBy(CGAffineTransform::makeScale(2, 2))
+                               .transformedBy(CGAffineTransform::makeTranslation(2, 2))
+                               .compositedOver(background),
+                           8, 8);
+    expectNear(at(*scaled, 2, 2), kBlue);
+    expectNear(at(*scaled, 5, 5), kBlue);
+    EXPECT_EQ(at(*scaled, 1, 1), kRed);
+    EXPECT_EQ(at(*scaled, 6, 6), kRed);
+}
+
+TEST(ImageRenderingTest, AlphaVectorFadesAndMaskChoosesBetweenTwoImages) {
+    Rendered r;
+    auto fade = CIFilter::filterWithName("CIColorMatrix");
+    fade->setValue(CIImage::fromColor({1, 0, 0, 1}).croppedTo({0, 0, 2, 2}), kCIInputImageKey);
+    fade->setValue(CIVector{0, 0, 0, 0.5}, kCIInputAVectorKey);
+    auto faded = r.render(*fade->outputImage(), 2, 2);
+    EXPECT_EQ(at(*faded, 0, 0), (Pixel{0, 0, 128, 128}));
+
+    // Mask white on the left half, black on the right: red left, blue right.
+    const CIImage mask =
+        CIImage::fromColor(CIColor::whiteColor())
+            .croppedTo({0, 0, 2, 4})
+            .compositedOver(CIImage::fromColor(CIColor::blackColor()).croppedTo({0, 0, 4, 4}));
+    auto blend = CIFilter::filterWithName("CIBlendWithMask");
+    blend->setValue(CIImage::fromPixelBuffer(solid(4, 4, kRed)), kCIInputImageKey);
+    blend->setValue(CIImage::fromPixelBuffer(solid(4, 4, kBlue)), kCIInputBackgroundImageKey);
+    EXPECT_FALSE(blend->outputImage().has_value()); // no mask yet
+    blend->setValue(mask, kCIInputMaskImageKey);
+    auto chosen = r.render(*blend->outputImage(), 4, 4);
+    EXPECT_EQ(at(*chosen, 0, 0), kRed);
+    EXPECT_EQ(at(*chosen, 1, 3), kRed);
+    EXPECT_EQ(at(*chosen, 2, 0), kBlue);
+    EXPECT_EQ(at(*chosen, 3, 3), kBlue);
+
+    EXPECT_EQ(CIFilter::filterWithName("CIUnknownFilter"), nullptr);
+}
+
+TEST(ImageRenderingTest, BlurSpreadsASquareSymmetricallyAndKeepsItsWeight) {
+    Rendered r;
+    const CIImage square = CIImage::fromColor(CIColor::whiteColor()).croppedTo({10, 10, 4, 4});
+    const CIImage blurred = square.blurredWithSigma(2.0);
+    EXPECT_EQ(blurred.extent(), CGRect(4, 4, 16, 16));
+    auto out = r.render(blurred, 24, 24);
+
+    long total = 0;
+    for (int y = 0; y < 24; ++y)
+        for (int x = 0; x < 24; ++x)
+            total += at(*out, x, y)[3];
+    EXPECT_NEAR(total, 16 * 255, 16 * 255 * 0.02); // the weight of 16 opaque pixels stays
+
+    EXPECT_LT(at(*out, 11, 11)[3], 255);          // the centre has given some away
+    EXPECT_GT(at(*out, 8, 11)[3], 0);             // and it reaches beyond the edge
+    EXPECT_EQ(at(*out, 8, 11), at(*out, 15, 11)); // symmetric left and right
+    EXPECT_EQ(at(*out, 11, 8), at(*out, 11, 15)); // and up and down
+    EXPECT_GT(at(*out, 9, 11)[3], at(*out, 8, 11)[3]);
+    EXPECT_EQ(at(*out, 2, 2), kClear);
+}
+
+TEST(ImageRenderingTest, EmptyImagesRenderAsTransparent) {
+    Rendered r;
+    auto out = r.render(CIImage(), 3, 3);
+    EXPECT_EQ(at(*out, 1, 1), kClear);
+    EXPECT_TRUE(CIImage::fromPixelBuffer(solid(2, 2, kRed)).croppedTo({5, 5, 1, 1}).isEmpty());
+}

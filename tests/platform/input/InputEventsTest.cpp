@@ -1,0 +1,205 @@
+// The X11 input service against a real Xvfb of the test's own, driven by
+// XTest: raw pointer and key events in order on the main thread, modifiers
+// from XKB, repeats of a held key at the server's rate, the core-polling
+// fall-back that a refused tap leads to, and secure input.
+#include "platform/displays/DisplayList.h"
+#include "platform/displays/Displays.h"
+#include "platform/input/InputEventsXInput2.h"
+#include "tests/support/TestServices.h"
+#include "tests/support/XTestInput.h"
+
+#include <gtest/gtest.h>
+#include <vector>
+
+using namespace vantrel;
+using namespace vantrel::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr NSEventMask kMouse = 0x66;
+constexpr NSEventMask kKeys = 0x1400;
+
+class InputEventsTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        qtApp();
+        DisplayList::setShared(nullptr);
+    }
+    void TearDown() override {
+        DisableSecureEventInput();
+        DisplayList::setShared(nullptr);
+    }
+
+    std::vector<NSEventType> types(NSEventMask mask = kMouse | kKeys) const {
+        std::vector<NSEventType> result;
+        for (const NSEvent& event : events)
+            if (mask & maskOf(event.type)) result.push_back(event.type);
+        return result;
+    }
+    std::vector<NSEvent> keyDowns() const {
+        std::vector<NSEvent> result;
+        for (const NSEvent& event : events)
+            if (event.type == NSEventType::keyDown) result.push_back(event);
+        return result;
+    }
+    InputEvents::Handler recorder() {
+        return [this](const NSEvent& event) { events.push_back(event); };
+    }
+    bool waitForCount(size_t count, std::chrono::milliseconds timeout = 3s) {
+        return waitUntil([&] { return events.size() >= count; }, timeout);
+    }
+
+    XvfbServer server;
+    XTestInput input;
+    std::vector<NSEvent> events;
+};
+
+} // namespace
+
+TEST_F(InputEventsTest, PointerEventsArriveInOrderAndOnlyTheLeftButtonCounts) {
+    auto service = std::make_shared<InputEventsXInput2>();
+    auto token = service->addGlobalMonitorForEvents(kMouse, recorder());
+    ASSERT_TRUE(token);
+    EXPECT_EQ(service->activeSource(), InputEventsXInput2::Source::xinput2);
+    EXPECT_FALSE(service->addLocalMonitorForEvents(kMouse, recorder()));
+    runMainLoopFor(100ms);
+
+    input.moveTo(100, 100);
+    input.button(1, true);
+    input.moveTo(150, 120);
+    input.button(1, false);
+    input.click(3); // right button: not observed
+    input.click(4); // wheel: not observed
+    input.moveTo(200, 130);
+    ASSERT_TRUE(waitForCount(5));
+    runMainLoopFor(100ms);
+    EXPECT_EQ(types(),
+              (std::vector{NSEventType::mouseMoved, NSEventType::leftMouseDown, NSEventType::leftMouseDragged,
+                           NSEventType::leftMouseUp, NSEventType::mouseMoved}));
+
+    // The pointer in the global space: y up from the bottom of the main display.
+    EXPECT_EQ(service->mouseLocation(), (CGPoint{200, 1080 - 130}));
+
+    service->removeMonitor(token);
+    events.clear();
+    input.moveTo(300, 300);
+    runMainLoopFor(200ms);
+    EXPECT_TRUE(events.empty());
+    EXPECT_FALSE(service->activeSource().has_value()); // the listener stops with its last monitor
+}
+
+TEST_F(InputEventsTest, KeysCarryCodeCharactersAndModifiersFromXkb) {
+    auto service = std::make_shared<InputEventsXInput2>();
+    auto tap = service->createKeyEventTap(recorder());
+    ASSERT_TRUE(tap);
+    runMainLoopFor(100ms);
+
+    input.key(keycode::controlL, true);
+    input.key(keycode::shiftL, true);
+    input.tap(keycode::k);
+    input.key(keycode::shiftL, false);
+    input.key(keycode::controlL, false);
+    input.tap(keycode::one);
+    ASSERT_TRUE(waitForCount(6));
+    runMainLoopFor(100ms);
+    EXPECT_EQ(types(),
+              (std::vector{NSEventType::flagsChanged, NSEventType::flagsChanged, NSEventType::keyDown,
+                           NSEventType::flagsChanged, NSEventType::flagsChanged, NSEventType::keyDown}));
+    auto keys = keyDowns();
+    ASSERT_EQ(keys.size(), 2u);
+    EXPECT_EQ(keys[0].keyCode, 40);
+    EXPECT_EQ(keys[0].modifierFlags.rawValue, NSEventModifierFlags::control | NSEventModifierFlags::shift);
+    EXPECT_EQ(keys[0].charactersIgnoringModifiers, "K");
+    EXPECT_FALSE(keys[0].isARepeat);
+    EXPECT_EQ(keys[1].keyCode, 18);
+    EXPECT_EQ(keys[1].modifierFlags.rawValue, 0u);
+    EXPECT_EQ(keys[1].characters, "1");
+    EXPECT_EQ(events[0].modifierFlags.rawValue, NSEventModifierFlags::control);
+    service->removeMonitor(tap);
+}
+
+TEST_F(InputEventsTest, AHeldKeyRepeatsAtTheServersRateUntilReleased) {
+    ASSERT_TRUE(runCommand("DISPLAY=" + server.display() + " xset r rate 150 20"));
+    auto service = std::make_shared<InputEventsXInput2>();
+    auto tap = service->createKeyEventTap(recorder());
+    ASSERT_TRUE(tap);
+    runMainLoopFor(100ms);
+
+    input.key(keycode::a, true);
+    runMainLoopFor(100ms);
+    EXPECT_EQ(keyDowns().size(), 1u) << "no repeat before the delay";
+    runMainLoopFor(400ms); // 150 ms delay, then one every 50 ms
+    input.key(keycode::a, false);
+    // A repeat already on its way to the main loop when the key went up still arrives.
+    runMainLoopFor(30ms);
+    const size_t held = keyDowns().size();
+    EXPECT_GE(held, 5u);
+    EXPECT_LE(held, 10u);
+    for (size_t i = 1; i < held; ++i)
+        EXPECT_TRUE(keyDowns()[i].isARepeat);
+    runMainLoopFor(300ms);
+    EXPECT_EQ(keyDowns().size(), held) << "repeats stop with the release";
+
+    // A modifier held alone does not repeat.
+    events.clear();
+    input.key(keycode::shiftL, true);
+    runMainLoopFor(400ms);
+    input.key(keycode::shiftL, false);
+    runMainLoopFor(100ms);
+    EXPECT_EQ(types(), (std::vector{NSEventType::flagsChanged, NSEventType::flagsChanged}));
+    service->removeMonitor(tap);
+}
+
+TEST_F(InputEventsTest, WithoutXInput2TheTapIsRefusedAndCorePollingServesTheMonitors) {
+    auto service = std::make_shared<InputEventsXInput2>(InputEventsXInput2::Source::corePolling);
+    EXPECT_FALSE(service->createKeyEventTap(recorder()));
+    auto mouse = service->addGlobalMonitorForEvents(kMouse, recorder());
+    auto keys = service->addGlobalMonitorForEvents(kKeys, recorder());
+    ASSERT_TRUE(mouse && keys);
+    EXPECT_EQ(service->activeSource(), InputEventsXInput2::Source::corePolling);
+    runMainLoopFor(100ms);
+
+    input.moveTo(400, 400);
+    runMainLoopFor(50ms);
+    input.button(1, true);
+    runMainLoopFor(50ms);
+    input.moveTo(420, 400);
+    runMainLoopFor(50ms);
+    input.button(1, false);
+    runMainLoopFor(50ms);
+    input.key(keycode::k, true);
+    runMainLoopFor(50ms);
+    input.key(keycode::k, false);
+    ASSERT_TRUE(waitForCount(5));
+    runMainLoopFor(100ms);
+    EXPECT_EQ(types(),
+              (std::vector{NSEventType::mouseMoved, NSEventType::leftMouseDown, NSEventType::leftMouseDragged,
+                           NSEventType::leftMouseUp, NSEventType::keyDown}));
+    ASSERT_EQ(keyDowns().size(), 1u);
+    EXPECT_EQ(keyDowns()[0].keyCode, 40);
+    service->removeMonitor(mouse);
+    service->removeMonitor(keys);
+}
+
+TEST_F(InputEventsTest, SecureInputHidesEveryKeyButNotThePointer) {
+    auto service = std::make_shared<InputEventsXInput2>();
+    auto tap = service->createKeyEventTap(recorder());
+    auto mouse = service->addGlobalMonitorForEvents(kMouse, recorder());
+    runMainLoopFor(100ms);
+
+    EnableSecureEventInput();
+    input.tap(keycode::a);
+    input.tap(keycode::shiftL);
+    input.moveTo(10, 10);
+    ASSERT_TRUE(waitForCount(1));
+    runMainLoopFor(200ms);
+    EXPECT_EQ(types(), (std::vector{NSEventType::mouseMoved}));
+
+    DisableSecureEventInput();
+    input.tap(keycode::a);
+    ASSERT_TRUE(waitForCount(2));
+    EXPECT_EQ(events.back().type, NSEventType::keyDown);
+    service->removeMonitor(tap);
+    service->removeMonitor(mouse);
+}
