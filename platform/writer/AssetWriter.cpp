@@ -157,9 +157,12 @@ public:
         if (core->status == AVAssetWriterStatus::cancelled) return;
         std::string error;
         const bool closed = core->muxer->close(&error);
-        if (core->status != AVAssetWriterStatus::writing) return; // failed: what was written stays as it is
-        if (!closed) {
-            core->fail(error);
+        if (!closed) core->fail(error);
+        if (core->status != AVAssetWriterStatus::writing) {
+            // Failed (say the disk is full): a file that got no further than
+            // its header would not play, so it goes; one with a whole
+            // fragment plays up to there and stays as it is.
+            if (!core->muxer->holdsMedia()) removeFile();
             return;
         }
         if (!core->sessionStarted) {

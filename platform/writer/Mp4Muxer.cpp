@@ -67,6 +67,7 @@ bool Mp4Muxer::open(std::string* error) {
     }
     avio_flush(format_->pb);
     headerWritten_ = true;
+    headerBytes_ = avio_tell(format_->pb);
     return true;
 }
 
@@ -87,6 +88,9 @@ bool Mp4Muxer::write(AVPacket* packet, int streamIndex, AVRational timeBase) {
     const int ret = av_write_frame(format_, packet);
     if (ret < 0) return failLocked(ret, "Cannot write to");
     if (format_->pb->error < 0) return failLocked(format_->pb->error, "Cannot write to");
+    // Packets are flushed as they go and a fragment is written in one call:
+    // bytes past the header after a write that succeeded are whole fragments.
+    if (avio_tell(format_->pb) > headerBytes_) holdsMedia_ = true;
     return true;
 }
 
@@ -99,6 +103,7 @@ bool Mp4Muxer::close(std::string* error) {
         const int ret = av_write_trailer(format_);
         if (ok && (ret < 0 || format_->pb->error < 0))
             ok = failLocked(ret < 0 ? ret : format_->pb->error, "Cannot finish");
+        if (ok && avio_tell(format_->pb) > headerBytes_) holdsMedia_ = true;
     }
     if (format_->pb) {
         const int ret = avio_closep(&format_->pb);
@@ -113,6 +118,11 @@ bool Mp4Muxer::close(std::string* error) {
 bool Mp4Muxer::failed() const {
     std::lock_guard lock(mutex_);
     return failed_;
+}
+
+bool Mp4Muxer::holdsMedia() const {
+    std::lock_guard lock(mutex_);
+    return holdsMedia_;
 }
 
 std::string Mp4Muxer::errorText() const {

@@ -34,6 +34,9 @@ public:
 
     bool failed() const;
     std::string errorText() const;
+    /// True once a whole fragment (pictures or sound, not only the header) is
+    /// in the file: from then on the file plays, whatever fails later.
+    bool holdsMedia() const;
 
 private:
     bool failLocked(int averror, const char* what);
@@ -42,6 +45,8 @@ private:
     mutable std::mutex mutex_;
     AVFormatContext* format_ = nullptr;
     bool headerWritten_ = false;
+    int64_t headerBytes_ = 0;
+    bool holdsMedia_ = false;
     bool failed_ = false;
     std::string error_;
 };

@@ -120,8 +120,12 @@ QCoro::Task<int> RecordRun::run() {
         // written any further; its own stop finishes the files.
         while (pipeline_->zoomedAssetWriter)
             co_await QCoro::sleepFor(kPoll);
-        std::fprintf(stderr, "vantrel-record: the recording stopped early: %s; what was recorded is kept\n",
-                     files_.front().writer->error().localizedDescription.c_str());
+        // A writer that failed before a whole fragment reached the disk took
+        // its unplayable file away.
+        const bool kept = std::filesystem::exists(files_.front().path);
+        std::fprintf(stderr, "vantrel-record: the recording stopped early: %s; %s\n",
+                     files_.front().writer->error().localizedDescription.c_str(),
+                     kept ? "what was recorded is kept" : "nothing playable was written, so no file is left");
         status = 1;
     }
     recorder_->setFrameObserver({});
