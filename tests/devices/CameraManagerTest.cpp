@@ -1,7 +1,7 @@
 // CameraManager with the fake camera (a frame counter in the top edge, a red
 // patch top-left): the newest picture only, mirrored, absent after a stop,
-// start twice, stop while starting, cameras that are missing or fail mid-run,
-// and the error it throws.
+// start twice, stop while starting, cameras that are missing or fail mid-run.
+// Waits only bound how long a loaded machine may take.
 #include "devices/CameraManager.h"
 
 #include "platform/camera/FakeCamera.h"
@@ -31,7 +31,7 @@ protected:
             [](const CameraFrameState& state) { return state.latestPixelBuffer; });
     }
     bool waitForPicture(CameraManager& manager) {
-        return test::waitUntil([&] { return picture(manager) != nullptr; }, 3s);
+        return test::waitUntil([&] { return picture(manager) != nullptr; }, 10s);
     }
     /// The fake camera's counter, read from a mirrored picture: its blocks
     /// run from the right edge leftwards, the highest bit first.
@@ -50,7 +50,7 @@ protected:
     }
     void stopAndWait(CameraManager& manager) {
         manager.stopCapture();
-        ASSERT_TRUE(test::waitUntil([&] { return !manager.isCapturing(); }, 3s));
+        ASSERT_TRUE(test::waitUntil([&] { return !manager.isCapturing(); }, 10s));
     }
 
     std::shared_ptr<CaptureDeviceListFake> cameras = std::make_shared<CaptureDeviceListFake>();
@@ -58,7 +58,7 @@ protected:
 
 } // namespace
 
-TEST_F(CameraManagerTest, RunningGivesTheNewestPictureMirrored) {
+TEST_F(CameraManagerTest, RunningGivesTheNewestPictureMirroredAndABusyConsumerDropsFrames) {
     CameraManager manager(cameras);
     EXPECT_FALSE(manager.latestFrame());
     int capturingChanges = 0;
@@ -66,15 +66,12 @@ TEST_F(CameraManagerTest, RunningGivesTheNewestPictureMirrored) {
 
     manager.startCapture(FakeCamera::device({kWidth, kHeight, 30}, 0).uniqueID);
     ASSERT_TRUE(manager.captureSession());
-    ASSERT_TRUE(test::waitUntil([&] { return manager.isCapturing(); }, 3s));
+    ASSERT_TRUE(test::waitUntil([&] { return manager.isCapturing(); }, 10s));
     EXPECT_EQ(capturingChanges, 1);
     ASSERT_TRUE(waitForPicture(manager));
 
-    const auto frame = manager.latestFrame();
-    ASSERT_TRUE(frame);
-    EXPECT_EQ(frame->extent().size.width, kWidth);
-    EXPECT_EQ(frame->extent().size.height, kHeight);
-
+    ASSERT_TRUE(manager.latestFrame());
+    EXPECT_EQ(manager.latestFrame()->extent().size.width, kWidth);
     // The patch the camera draws top-left shows top-right, as in a mirror.
     const auto first = picture(manager);
     EXPECT_TRUE(isRed(*first, kWidth - 10, kHeight / 8));
@@ -82,16 +79,7 @@ TEST_F(CameraManagerTest, RunningGivesTheNewestPictureMirrored) {
 
     // Pictures keep coming, each replacing the last.
     const uint32_t before = counter(*first);
-    test::runMainLoopFor(600ms);
-    const uint32_t after = counter(*picture(manager));
-    EXPECT_GE(after, before + 4) << "about eighteen frames come in 600 ms at 30 a second";
-    stopAndWait(manager);
-}
-
-TEST_F(CameraManagerTest, ABusyConsumerMakesTheCameraDropFramesNotQueueThem) {
-    CameraManager manager(cameras);
-    manager.startCapture("");
-    ASSERT_TRUE(waitForPicture(manager));
+    EXPECT_TRUE(test::waitUntil([&] { return counter(*picture(manager)) >= before + 4; }, 10s));
 
     // Hold captureQueue for a while, as a slow delegate would.
     uint32_t whenBlocked = 0;
@@ -104,15 +92,22 @@ TEST_F(CameraManagerTest, ABusyConsumerMakesTheCameraDropFramesNotQueueThem) {
     const uint32_t afterBlock = counter(*picture(manager));
     EXPECT_LE(afterBlock, whenBlocked + 2);
     // And then the newest comes again.
-    ASSERT_TRUE(test::waitUntil([&] { return counter(*picture(manager)) >= afterBlock + 6; }, 2s));
+    ASSERT_TRUE(test::waitUntil([&] { return counter(*picture(manager)) >= afterBlock + 6; }, 10s));
     stopAndWait(manager);
 }
 
-TEST_F(CameraManagerTest, StopClearsThePictureAtOnceAndTheSessionAfterwards) {
+TEST_F(CameraManagerTest, AStopWhileStartingIsIgnoredAndAStopClearsThePictureAtOnceAndTheSessionAfterwards) {
     CameraManager manager(cameras);
-    manager.startCapture("");
-    ASSERT_TRUE(test::waitUntil([&] { return manager.isCapturing(); }, 3s));
+    manager.startCapture(FakeCamera::device({kWidth, kHeight, 30}, 0).uniqueID);
+    const auto session = manager.captureSession();
+    // Not capturing yet: this stop does nothing and the session goes on to run.
+    manager.stopCapture();
+    ASSERT_TRUE(test::waitUntil([&] { return manager.isCapturing(); }, 10s));
     ASSERT_TRUE(waitForPicture(manager));
+    // A second start changes nothing.
+    manager.startCapture(FakeCamera::device({160, 120}, 1).uniqueID);
+    EXPECT_EQ(manager.captureSession(), session);
+    EXPECT_EQ(session->activeFormat().width, kWidth);
 
     // Hold captureQueue, so that neither a sample nor the stop itself can run
     // there while we look.
@@ -128,44 +123,9 @@ TEST_F(CameraManagerTest, StopClearsThePictureAtOnceAndTheSessionAfterwards) {
     EXPECT_TRUE(manager.isCapturing());
     EXPECT_TRUE(manager.captureSession());
     release.set_value();
-    ASSERT_TRUE(test::waitUntil([&] { return !manager.isCapturing(); }, 3s));
+    ASSERT_TRUE(test::waitUntil([&] { return !manager.isCapturing(); }, 10s));
     EXPECT_FALSE(manager.captureSession());
-
-    // A stop when not capturing does nothing; a new start works.
-    manager.stopCapture();
-    manager.startCapture("");
-    ASSERT_TRUE(waitForPicture(manager));
-    stopAndWait(manager);
-}
-
-TEST_F(CameraManagerTest, ASecondStartDoesNothingAndAStopWhileStartingIsIgnored) {
-    CameraManager manager(cameras);
-    manager.startCapture(FakeCamera::device({kWidth, kHeight, 30}, 0).uniqueID);
-    const auto session = manager.captureSession();
-    // Not capturing yet: this stop does nothing and the session goes on to run.
-    manager.stopCapture();
-    ASSERT_TRUE(test::waitUntil([&] { return manager.isCapturing(); }, 3s));
-    EXPECT_EQ(manager.captureSession(), session);
-    ASSERT_TRUE(waitForPicture(manager));
-
-    manager.startCapture(FakeCamera::device({160, 120}, 1).uniqueID);
-    EXPECT_EQ(manager.captureSession(), session);
-    EXPECT_EQ(session->activeFormat().width, kWidth);
-    stopAndWait(manager);
-}
-
-TEST_F(CameraManagerTest, EmptyOrUnpluggedIdentifiersTakeTheDefaultCameraSilently) {
-    cameras->setDevices({FakeCamera::device({160, 120}, 1), FakeCamera::device({kWidth, kHeight}, 0)});
-    for (const std::string id : {"", "usb-unplugged-camera"}) {
-        CameraManager manager(cameras);
-        testing::internal::CaptureStdout();
-        manager.startCapture(id);
-        const auto printed = testing::internal::GetCapturedStdout();
-        EXPECT_EQ(printed, "") << id;
-        ASSERT_TRUE(test::waitUntil([&] { return manager.isCapturing(); }, 3s));
-        EXPECT_EQ(manager.captureSession()->activeFormat().width, 160) << id;
-        stopAndWait(manager);
-    }
+    manager.stopCapture(); // not capturing: nothing to do
 }
 
 TEST_F(CameraManagerTest, NoCameraOrOneThatCannotBeOpenedThrowsAndLeavesNothing) {
@@ -189,11 +149,17 @@ TEST_F(CameraManagerTest, NoCameraOrOneThatCannotBeOpenedThrowsAndLeavesNothing)
               "directory\n");
     EXPECT_FALSE(manager.captureSession());
     EXPECT_FALSE(manager.isCapturing());
-    // The failed start left nothing that stops a later one.
-    cameras->setDevices({FakeCamera::device({kWidth, kHeight})});
-    manager.startCapture("");
-    ASSERT_TRUE(waitForPicture(manager));
-    stopAndWait(manager);
+    // The failed start left nothing that stops a later one; an empty or
+    // unplugged identifier takes the default camera without a word.
+    cameras->setDevices({FakeCamera::device({160, 120}, 1), FakeCamera::device({kWidth, kHeight}, 0)});
+    for (const std::string id : {"", "usb-unplugged-camera"}) {
+        testing::internal::CaptureStdout();
+        manager.startCapture(id);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << id;
+        ASSERT_TRUE(waitForPicture(manager));
+        EXPECT_EQ(manager.captureSession()->activeFormat().width, 160) << id;
+        stopAndWait(manager);
+    }
 }
 
 TEST_F(CameraManagerTest, ACameraThatFailsOrIsPulledOutMidRunStopsTheCapture) {
@@ -207,47 +173,16 @@ TEST_F(CameraManagerTest, ACameraThatFailsOrIsPulledOutMidRunStopsTheCapture) {
           Case{FakeCameraFault::unplug, "⚠️ Camera Capture Session Interrupted\n"}}) {
         CameraManager manager(cameras);
         manager.startCapture("");
-        ASSERT_TRUE(test::waitUntil([&] { return manager.isCapturing(); }, 3s));
+        ASSERT_TRUE(test::waitUntil([&] { return manager.isCapturing(); }, 10s));
         ASSERT_TRUE(waitForPicture(manager));
 
         testing::internal::CaptureStdout();
         FakeCamera::injectFault(fault);
-        const bool stopped = test::waitUntil([&] { return !manager.isCapturing(); }, 3s);
+        const bool stopped = test::waitUntil([&] { return !manager.isCapturing(); }, 10s);
         EXPECT_EQ(testing::internal::GetCapturedStdout(), line);
         ASSERT_TRUE(stopped);
         // The frame path now gets no picture; nothing was thrown at it.
         EXPECT_FALSE(manager.latestFrame());
         EXPECT_FALSE(manager.captureSession());
     }
-}
-
-TEST_F(CameraManagerTest, AManagerDestroyedWhileRunningStopsItsCamera) {
-    auto manager = std::make_unique<CameraManager>(cameras);
-    manager->startCapture("");
-    ASSERT_TRUE(waitForPicture(*manager));
-    const std::weak_ptr<AVCaptureSession> session = manager->captureSession();
-    manager.reset();
-    test::runMainLoopFor(100ms); // queued main-thread steps find the manager gone
-    if (auto alive = session.lock()) {
-        EXPECT_FALSE(alive->isRunning());
-    }
-}
-
-TEST(ScreenRecorderErrorTest, DescribesItselfToTheUser) {
-    EXPECT_EQ(ScreenRecorderError::cameraNotFound().localizedDescription(),
-              "Web camera not found. Please check your settings or reconnect the device.");
-    EXPECT_EQ(ScreenRecorderError::microphoneNotFound().localizedDescription(),
-              "Microphone not found. Please check your settings or reconnect the device.");
-    bool continued = false;
-    auto error = ScreenRecorderError::deviceNotFound(
-        {"Webcam not found.\nRecord without webcam overlay?", [&]() -> QCoro::Task<> {
-             continued = true;
-             co_return;
-         }});
-    EXPECT_EQ(error.localizedDescription(), "Webcam not found.\nRecord without webcam overlay?");
-    EXPECT_STREQ(error.what(), "Webcam not found.\nRecord without webcam overlay?");
-    ASSERT_TRUE(error.context());
-    QCoro::waitFor(error.context()->continueWithoutDevice());
-    EXPECT_TRUE(continued);
-    EXPECT_FALSE(ScreenRecorderError::cameraNotFound().context());
 }

@@ -49,15 +49,13 @@ public:
         lastConfiguration = configuration;
         return std::make_unique<SolidFrameSource>(configuration.width, configuration.height, silent);
     }
+    // The recorder tests feed system audio by hand.
     std::unique_ptr<AudioSampleSource> makeSystemAudioSource(const SCStreamConfiguration&, NSError&) override {
-        // The recorder tests feed system audio by hand.
         return std::make_unique<QuietSource>();
     }
-
     std::vector<SCRunningApplication> lastFilterExcluded;
     SCStreamConfiguration lastConfiguration;
 
-    /// A sound source that starts and never says a thing; or ends at once when told.
     /// A sound source that starts and never says a thing, or that goes away
     /// right after it started, as an unplugged microphone does.
     class QuietSource final : public AudioSampleSource {

@@ -112,12 +112,6 @@ void PatternWindow::moveTo(int x, int y) {
     sync();
 }
 
-void PatternWindow::raise() {
-    const uint32_t above = XCB_STACK_MODE_ABOVE;
-    xcb_configure_window(connection_, window_, XCB_CONFIG_WINDOW_STACK_MODE, &above);
-    sync();
-}
-
 PatternWindow::Pattern PatternWindow::solid(uint32_t rgb) {
     return [rgb](int, int) { return rgb; };
 }

@@ -31,12 +31,10 @@ public:
     uint32_t id() const { return window_; }
     /// The owner's PID: ours or the child's.
     pid_t ownerPid() const { return ownerPid_; }
-    uint32_t colorAt(int x, int y) const { return pattern_(x, y) & 0xffffff; }
 
     void map();
     void unmap();
     void moveTo(int x, int y);
-    void raise();
 
     /// The colour a solid window shows everywhere.
     static Pattern solid(uint32_t rgb);
