@@ -156,7 +156,7 @@ TEST_F(CameraManagerTest, NoCameraOrOneThatCannotBeOpenedThrowsAndLeavesNothing)
         testing::internal::CaptureStdout();
         manager.startCapture(id);
         EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << id;
-        ASSERT_TRUE(waitForPicture(manager));
+        ASSERT_TRUE(test::waitUntil([&] { return manager.isCapturing(); }, 10s));
         EXPECT_EQ(manager.captureSession()->activeFormat().width, 160) << id;
         stopAndWait(manager);
     }

@@ -88,10 +88,12 @@ TEST_F(XDisplayManagerTest, UnpluggingTheChosenMonitorRepairsAndStoresTheChoice)
     EXPECT_EQ(manager->selectedDisplayID(), repaired);
 
     // A stored display that is not connected is replaced at the first refresh.
-    openStore()->setInteger("selectedDisplayID", displayIDForMonitorName("DP-7"));
+    const CGDirectDisplayID gone = displayIDForMonitorName("DP-7");
+    openStore()->setInteger("selectedDisplayID", gone);
     auto relaunched = std::make_unique<DisplayManager>(openStore());
-    EXPECT_TRUE(test::waitUntil([&] { return relaunched->selectedDisplayID() == kScreen; }, 10s));
-    EXPECT_EQ(openStore()->integerForKey("selectedDisplayID"), kScreen);
+    ASSERT_TRUE(test::waitUntil([&] { return relaunched->selectedDisplayID() != gone; }, 10s));
+    EXPECT_EQ(relaunched->selectedDisplayID(), relaunched->availableDisplays().front().displayID);
+    EXPECT_EQ(openStore()->integerForKey("selectedDisplayID"), relaunched->selectedDisplayID());
 }
 
 TEST_F(DisplayManagerTest, AFailedRequestKeepsListAndChoiceAndAnEmptyListFallsBackToTheMainDisplay) {
