@@ -92,7 +92,9 @@ private:
 /// a sink) as an AudioSampleSource. `sampleRate` and `channelCount` of 0 keep
 /// the source's own format. Timestamps: the first packet is anchored at the
 /// host clock minus the stream's latency, later ones advance by the samples
-/// counted, so that jitter never makes the track drift.
+/// counted, so that jitter never makes the track drift. An empty
+/// `sourceName` records the default sink's monitor and follows the default
+/// sink as it changes or goes away; such a source ends only with its server.
 std::unique_ptr<AudioSampleSource> makePulseRecordSource(std::string sourceName, int sampleRate,
                                                          int channelCount);
 
