@@ -100,7 +100,7 @@ void expectFinishedHevcFile(const fs::path& file, int width, int height, size_t 
     EXPECT_EQ(video[0]["width"], width);
     EXPECT_EQ(video[0]["height"], height);
     EXPECT_EQ(video[0]["pix_fmt"], "yuv420p");
-    EXPECT_EQ(video[0].value("color_primaries", ""), "smpte432");
+    EXPECT_EQ(video[0].value("color_primaries", ""), "bt709");
     EXPECT_EQ(video[0].value("color_transfer", ""), "bt709");
     EXPECT_EQ(video[0].value("color_space", ""), "bt709");
     EXPECT_EQ(video[0]["time_base"], "1/90000");
