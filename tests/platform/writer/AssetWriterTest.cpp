@@ -142,7 +142,8 @@ TEST_F(AssetWriterTest, KeyFramesComeByTheClockWhateverTheFrameRateAndOddSizesLo
     for (size_t i = 1; i < keys.size(); ++i)
         EXPECT_LE(keys[i] - keys[i - 1], 2.0 + 1e-6) << "after " << keys[i - 1];
     EXPECT_GE(keys.size(), 4u);
-    const auto& video = probeFile(file)["streams"][0];
+    const auto probe = probeFile(file);
+    const auto& video = probe["streams"][0];
     EXPECT_EQ(video["width"], 320);
     EXPECT_EQ(video["height"], 240);
 }
