@@ -359,13 +359,11 @@ void AudioSourcePulse::readLocked() {
             // A hole: the server lost these frames; time goes on without them.
             clock_->skip(frames);
         } else if (frames > 0) {
-            const CMTime presentation = clock_->stamp(capturedAtNs(), frames);
-            if (!presentation.isValid()) {
-                // Before the server's first word on timing: read during
-                // preparation, long before any recording needs it.
-                pa_stream_drop(stream_);
-                continue;
-            }
+            CMTime presentation = clock_->stamp(capturedAtNs(), frames);
+            // Before the server's first word on timing the packet is taken as
+            // new; the first word moves the clock if that was off by more
+            // than its limit.
+            if (!presentation.isValid()) presentation = clock_->stamp(CMClockGetHostTime().value, frames);
             const size_t values = static_cast<size_t>(frames) * static_cast<size_t>(format_.channelsPerFrame);
             std::vector<float> pcm(values);
             std::memcpy(pcm.data(), data, values * sizeof(float));

@@ -59,8 +59,10 @@ TEST(RecordDesktopChanges, AnOddSizedMonitorIsRecordedOnePixelSmaller) {
     // 4:2:0 needs even sizes: the last column and row are left out.
     EXPECT_EQ(video[0]["width"], 640);
     EXPECT_EQ(video[0]["height"], 480);
-    EXPECT_GT(probeVideoPackets(file).size(), 30u);
-    EXPECT_TRUE(decodesCleanly(file));
+    // Every frame written decodes.
+    const auto packets = probeVideoPackets(file);
+    EXPECT_GT(packets.size(), 10u);
+    EXPECT_EQ(decodedVideoFrames(file), int(packets.size()));
 }
 
 TEST(RecordDesktopChanges, SystemAudioMovesToTheNewDefaultWhenTheOutputIsUnplugged) {
