@@ -2,8 +2,7 @@
 // what other clients show, pixel for pixel and opaque; a monitor gives its
 // own rectangle; the pointer is drawn where it is, as XFixes shows it, and
 // only when asked; our own windows are painted out with what lies beneath
-// them; the frame ring recycles its buffers; and a server that goes away
-// ends the grab and the stream cleanly.
+// them; and a server that goes away ends the grab and the stream cleanly.
 #include "platform/displays/Displays.h"
 #include "platform/capture/OwnWindowEraserComposite.h"
 #include "platform/capture/ScreenCaptureServiceLinux.h"
@@ -315,32 +314,6 @@ TEST_F(ScreenGrabTest, OurWindowsAreFollowedByTheirEventsWithoutAskingTheServer)
 
     EXPECT_EQ(OwnWindowEraserComposite::open(c, root, {0, 0, 960, 1080}, {}), nullptr)
         << "nothing to leave out, nothing to do";
-}
-
-TEST_F(ScreenGrabTest, TheRingLendsQueueDepthPlusOneBuffersThatOutliveTheSource) {
-    PatternWindow other(0, 0, 64, 64, gradient, PatternWindow::Owner::childProcess);
-    const SCContentFilter filter(displayNamed("screen"), {}, {});
-    NSError error;
-    bool lost = false;
-    auto source = ScreenCaptureServiceLinux().makeFrameSource(filter, configuration(false, 2), error);
-    ASSERT_NE(source, nullptr);
-    std::vector<CVPixelBufferRef> held;
-    for (int i = 0; i < 3; ++i) {
-        held.push_back(source->grabFrame(lost, error));
-        ASSERT_NE(held.back(), nullptr);
-    }
-    EXPECT_EQ(source->grabFrame(lost, error), nullptr);
-    EXPECT_FALSE(lost);
-    const uint8_t* returned = held[1]->baseAddress();
-    held[1].reset();
-    auto again = source->grabFrame(lost, error);
-    ASSERT_NE(again, nullptr);
-    EXPECT_EQ(again->baseAddress(), returned) << "the returned block is used again";
-
-    source.reset();
-    // The frames still hold the picture after the source is gone.
-    EXPECT_EQ(mismatches(*held[0], 0, 0, 64, 64, gradient), 0);
-    EXPECT_EQ(mismatches(*again, 0, 0, 64, 64, gradient), 0);
 }
 
 namespace {
