@@ -1,7 +1,7 @@
 #pragma once
-// The writer settings every recording uses: HEVC driven by quality with the
-// colour tags of a P3 display, the BGRA pictures the stream and the engine
-// hand over, and AAC stereo for each sound source.
+// The writer settings every recording uses: HEVC driven by quality, tagged
+// BT.709, the BGRA pictures the stream and the engine hand over, and AAC
+// stereo for each sound source.
 
 #include "platform/writer/AssetWriter.h"
 
@@ -19,7 +19,12 @@ inline VideoOutputSettings recordingVideoSettings(int width, int height) {
     settings.compression.profileLevel = kVTProfileLevel_HEVC_Main_AutoLevel;
     settings.compression.maxKeyFrameIntervalDuration = 2.0;
     settings.compression.allowOpenGOP = true;
-    settings.color = {AVVideoColorPrimaries_P3_D65, AVVideoTransferFunction_ITU_R_709_2,
+    // BT.709 primaries, transfer and matrix (1/1/1): the X server's pixels
+    // are sRGB and nothing converts them, nor the overlays drawn in device
+    // RGB. Tagged P3 (what the pixels are on a desktop that converts them),
+    // colour-managed players, browsers and most players on wide-gamut
+    // laptops, would show every recording over-saturated.
+    settings.color = {AVVideoColorPrimaries_ITU_R_709_2, AVVideoTransferFunction_ITU_R_709_2,
                       AVVideoYCbCrMatrix_ITU_R_709_2};
     return settings;
 }

@@ -45,7 +45,12 @@ std::optional<WriterSet> makeWriterSet(const URL& url, const AppSettingsSnapshot
     // An input that cannot be added is left out without a word; the file has one track less.
     for (const auto& input : {set.videoInput, set.systemAudioInput, set.micAudioInput})
         if (input && set.writer->canAddInput(*input)) set.writer->addInput(input);
-    set.writer->startWriting();
+    // A writer that cannot start (no encoder for this size, a full disk)
+    // is said now, in one line, not found later as a file that never came.
+    if (!set.writer->startWriting()) {
+        error = set.writer->error();
+        return std::nullopt;
+    }
     return set;
 }
 

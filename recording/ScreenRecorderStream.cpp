@@ -18,7 +18,7 @@ SCStreamConfiguration streamConfiguration(const SCDisplay& display, const AppSet
     configuration.showsCursor = true;
     configuration.minimumFrameInterval = CMTimeMake(1, 60);
     configuration.pixelFormat = kCVPixelFormatType_32BGRA;
-    configuration.colorSpaceName = kCGColorSpaceDisplayP3;
+    configuration.colorSpaceName = kCGColorSpaceSRGB; // what X11 gives, tagged as such
     configuration.capturesAudio = settings.enableSystemAudio;
     if (settings.enableSystemAudio) {
         configuration.excludesCurrentProcessAudio = true;

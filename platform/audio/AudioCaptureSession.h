@@ -90,14 +90,13 @@ private:
 
 /// A PulseAudio record stream of one source (a microphone, or the monitor of
 /// a sink) as an AudioSampleSource. `sampleRate` and `channelCount` of 0 keep
-/// the source's own format. Timestamps: the first packet is anchored at the
-/// host clock minus the stream's latency, later ones advance by the samples
-/// counted, so that jitter never makes the track drift.
+/// the source's own format. Timestamps: each packet is stamped when its sound
+/// happened, by the server's word (captured, for a microphone; played, for a
+/// monitor), counted on by the samples between packets so that jitter never
+/// reaches them (AudioPacketClock). An empty `sourceName` records the default
+/// sink's monitor and follows the default sink as it changes or goes away;
+/// such a source ends only with its server.
 std::unique_ptr<AudioSampleSource> makePulseRecordSource(std::string sourceName, int sampleRate,
                                                          int channelCount);
-
-/// The name of the default sink's monitor source; empty with `error` set
-/// when the server cannot be asked.
-std::string pulseDefaultSinkMonitor(NSError& error);
 
 } // namespace vantrel

@@ -1,5 +1,7 @@
 #include "platform/audio/AudioPacketClock.h"
 
+#include <cstdlib>
+
 namespace vantrel {
 
 namespace {
@@ -12,20 +14,23 @@ int64_t AudioPacketClock::hostTicks(int64_t hostNs) const {
     return static_cast<int64_t>(scaled / kNanosecondsPerSecond);
 }
 
-CMTime AudioPacketClock::stamp(int64_t capturedAtNs, int64_t frames) {
-    const int64_t captured = hostTicks(capturedAtNs);
-    const int64_t counted = anchorTicks_ + framesSinceAnchor_;
-    const int64_t maxDriftTicks = kMaxDriftNs * sampleRate_ / kNanosecondsPerSecond;
-    // Only forward: frames lost to a hiccup or a suspend leave the count
-    // behind the host clock. A count running ahead would need a device clock
-    // fast by hundreds of milliseconds; moving back would overlap packets
-    // already handed on, which no writer accepts.
-    if (!anchored_ || captured - counted > maxDriftTicks) {
-        if (anchored_) ++reanchors_;
-        anchored_ = true;
-        anchorTicks_ = captured;
-        framesSinceAnchor_ = 0;
+CMTime AudioPacketClock::stamp(std::optional<int64_t> capturedAtNs, int64_t frames) {
+    if (capturedAtNs) {
+        const int64_t captured = hostTicks(*capturedAtNs);
+        const int64_t counted = anchorTicks_ + framesSinceAnchor_;
+        const int64_t maxDriftTicks = kMaxDriftNs * sampleRate_ / kNanosecondsPerSecond;
+        // Moving back overlaps the end of what was handed on, which the
+        // writer cuts off; moving on leaves a gap, which it fills with
+        // silence. Either costs a few milliseconds of sound, once; a track
+        // off by more than a frame would cost the whole recording.
+        if (!anchored_ || std::llabs(captured - counted) > maxDriftTicks) {
+            if (anchored_) ++reanchors_;
+            anchored_ = true;
+            anchorTicks_ = captured;
+            framesSinceAnchor_ = 0;
+        }
     }
+    if (!anchored_) return CMTime::invalid();
     const CMTime presentation(anchorTicks_ + framesSinceAnchor_, sampleRate_);
     framesSinceAnchor_ += frames;
     return presentation;

@@ -1,24 +1,28 @@
 #pragma once
 // Stamps the packets of an audio capture on the host clock. The first packet
-// is anchored where the server says it was captured; every later one is the
-// anchor plus the frames counted since, in ticks of the sample rate, so that
-// the scheduling jitter of packet delivery never reaches the timestamps and
-// each packet starts exactly where the previous one ended. Only when the
-// counted time falls behind the server's word by more than kMaxDriftNs
-// (frames lost in a server hiccup, a suspended source) does it anchor again;
-// time never runs backwards.
+// is anchored where the server says it was captured (or, for the monitor of
+// a sink, where it is played); every later one is the anchor plus the frames
+// counted since, in ticks of the sample rate, so that the scheduling jitter
+// of packet delivery never reaches the timestamps and each packet starts
+// exactly where the previous one ended. When the count and the server's
+// word part by more than kMaxDriftNs, either way (frames lost in a server
+// hiccup, a suspended source, a device clock a little fast or slow over
+// minutes), it anchors again on the server's word, so the track never
+// strays from the picture by more than that.
 //
 // Not thread-safe: one capture thread owns it.
 
 #include "platform/core/CMTime.h"
 
 #include <cstdint>
+#include <optional>
 
 namespace vantrel {
 
 class AudioPacketClock {
 public:
-    static constexpr int64_t kMaxDriftNs = 200'000'000;
+    /// Under a frame at 60 fps; far above the jitter of the server's timing.
+    static constexpr int64_t kMaxDriftNs = 15'000'000;
 
     explicit AudioPacketClock(int sampleRate) : sampleRate_(sampleRate) {}
 
@@ -26,8 +30,11 @@ public:
 
     /// The presentation time of a packet of `frames` whose first frame the
     /// server places at `capturedAtNs` on the host clock; the clock then
-    /// stands at the packet's end.
-    CMTime stamp(int64_t capturedAtNs, int64_t frames);
+    /// stands at the packet's end. Without the server's word (its timing has
+    /// not arrived yet) a packet is counted on from the anchor, and before
+    /// any anchor it has no time: the result is invalid and the packet is
+    /// best dropped.
+    CMTime stamp(std::optional<int64_t> capturedAtNs, int64_t frames);
     /// `frames` the server lost (a hole in the stream): time moves on without a packet.
     void skip(int64_t frames);
 

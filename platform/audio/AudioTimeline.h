@@ -2,7 +2,8 @@
 // Where each run of incoming audio lands on a track. The track follows the
 // sample times, but between them it counts samples, so that clock jitter in
 // the time stamps never becomes clicks. A jump forward of more than a gap
-// (a pause closed up, a device that hiccupped) is filled with silence so the
+// (a pause closed up, a device that hiccupped, a capture clock that corrected
+// itself, a source that moved to another device) is filled with silence so the
 // audio after it plays at its own time; a run that starts before the track's
 // end has its overlapping head cut off; anything before the file's time 0 is
 // cut off as well.
@@ -13,7 +14,10 @@ namespace vantrel {
 
 class AudioTimeline {
 public:
-    static constexpr int64_t kDefaultGapNs = 50'000'000;
+    /// Below the capture clock's own correction (AudioPacketClock::kMaxDriftNs),
+    /// so that a track moved on by it really moves; far above the rounding
+    /// of counted stamps.
+    static constexpr int64_t kDefaultGapNs = 10'000'000;
 
     struct Placement {
         /// Input frames to throw away from the start of the run.

@@ -2,8 +2,6 @@
 
 #include "platform/audio/PulseContextConnect.h"
 
-#include "platform/audio/AudioCaptureSession.h"
-
 #include <pulse/pulseaudio.h>
 
 namespace vantrel {
@@ -80,11 +78,6 @@ void onSourceInfo(pa_context*, const pa_source_info* info, int eol, void* userda
                                   info->monitor_of_sink != PA_INVALID_INDEX};
 }
 
-void onServerInfo(pa_context*, const pa_server_info* info, void* userdata) {
-    auto& name = *static_cast<std::string*>(userdata);
-    if (info && info->default_sink_name) name = info->default_sink_name;
-}
-
 } // namespace
 
 std::optional<PulseSourceInfo> pulseFindSource(const std::string& name, NSError& error) {
@@ -100,25 +93,6 @@ std::optional<PulseSourceInfo> pulseFindSource(const std::string& name, NSError&
     if (!answer.info)
         error.localizedDescription = "No audio source named \"" + name + "\" on the sound server";
     return answer.info;
-}
-
-std::optional<std::string> pulseDefaultSinkName(NSError& error) {
-    OneShotConnection connection;
-    if (!connection.connect(error)) return std::nullopt;
-    std::string name;
-    if (!connection.finish(pa_context_get_server_info(connection.context(), &onServerInfo, &name), error))
-        return std::nullopt;
-    if (name.empty()) {
-        error.localizedDescription = "The sound server has no output device";
-        return std::nullopt;
-    }
-    return name;
-}
-
-std::string pulseDefaultSinkMonitor(NSError& error) {
-    // pipewire-pulse knows no @DEFAULT_MONITOR@, so the monitor is named by hand.
-    const auto sink = pulseDefaultSinkName(error);
-    return sink ? *sink + ".monitor" : std::string();
 }
 
 } // namespace vantrel

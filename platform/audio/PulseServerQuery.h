@@ -28,8 +28,5 @@ struct PulseSourceInfo {
 /// or no server to ask).
 std::optional<PulseSourceInfo> pulseFindSource(const std::string& name, NSError& error);
 
-/// The server's default sink; none with `error` set when it cannot be asked
-/// or has no sink.
-std::optional<std::string> pulseDefaultSinkName(NSError& error);
 
 } // namespace vantrel

@@ -1,5 +1,7 @@
 #include "platform/capture/ScreenStream.h"
 
+#include "platform/core/ConsoleLine.h"
+
 #include <chrono>
 
 namespace vantrel {
@@ -84,14 +86,24 @@ QCoro::Task<> SCStream::startCapture() {
     if (captureThread_.joinable()) captureThread_.join();
     ++run_;
 
+    // Sound is welcome, not required: without a sound server (or with one
+    // that fails) the picture is recorded all the same, and the user is told
+    // once. A source that ends later only ends the sound, never the picture.
     std::unique_ptr<AudioSampleSource> audio;
     if (configuration_.capturesAudio) {
-        audio = service->makeSystemAudioSource(configuration_, error);
-        if (!audio) throw SCStreamException(error);
-        bool started = audio->start(
-            [this](const CMSampleBufferRef& sample) { deliver(SCStreamOutputType::audio, sample); },
-            [this](const NSError& endError, bool) { reportEnd(endError); }, error);
-        if (!started) throw SCStreamException(error);
+        NSError audioError;
+        audio = service->makeSystemAudioSource(configuration_, audioError);
+        const bool started =
+            audio && audio->start(
+                         [this](const CMSampleBufferRef& sample) { deliver(SCStreamOutputType::audio, sample); },
+                         [](const NSError& endError, bool) {
+                             printLine("⚠️ System audio stopped: " + endError.localizedDescription);
+                         },
+                         audioError);
+        if (!started) {
+            printLine("⚠️ Recording without system audio: " + audioError.localizedDescription);
+            audio.reset();
+        }
     }
 
     frames_ = std::move(frames);

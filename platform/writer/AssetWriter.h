@@ -38,6 +38,7 @@ enum class AVAssetWriterStatus : int { unknown = 0, writing = 1, completed = 2, 
 inline const std::string AVVideoCodecTypeHEVC = "hvc1";
 inline const std::string kVTProfileLevel_HEVC_Main_AutoLevel = "HEVC_Main_AutoLevel";
 inline const std::string AVVideoColorPrimaries_P3_D65 = "P3_D65";
+inline const std::string AVVideoColorPrimaries_ITU_R_709_2 = "ITU_R_709_2";
 inline const std::string AVVideoTransferFunction_ITU_R_709_2 = "ITU_R_709_2";
 inline const std::string AVVideoYCbCrMatrix_ITU_R_709_2 = "ITU_R_709_2";
 inline constexpr uint32_t kAudioFormatMPEG4AAC = 0x61616320; // 'aac '
@@ -56,8 +57,11 @@ struct VideoCompressionProperties {
     bool allowOpenGOP = true;
 };
 
+// What the pixels are: X11 hands out the screen's own values, which are sRGB
+// (BT.709 primaries). A P3 tag on unconverted pixels makes colour-managed
+// players stretch every colour to the wider gamut.
 struct VideoColorProperties {
-    std::string colorPrimaries = AVVideoColorPrimaries_P3_D65;
+    std::string colorPrimaries = AVVideoColorPrimaries_ITU_R_709_2;
     std::string transferFunction = AVVideoTransferFunction_ITU_R_709_2;
     std::string yCbCrMatrix = AVVideoYCbCrMatrix_ITU_R_709_2;
 };

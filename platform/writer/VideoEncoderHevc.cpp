@@ -31,7 +31,7 @@ constexpr double kCrfAtWorstQuality = 51.0;
 
 AVColorPrimaries primariesOf(const std::string& name) {
     if (name == AVVideoColorPrimaries_P3_D65) return AVCOL_PRI_SMPTE432;
-    if (name == "ITU_R_709_2") return AVCOL_PRI_BT709;
+    if (name == AVVideoColorPrimaries_ITU_R_709_2) return AVCOL_PRI_BT709;
     return AVCOL_PRI_UNSPECIFIED;
 }
 
@@ -151,14 +151,24 @@ int hevcQualityToCrf(double quality) {
     return static_cast<int>(std::lround(kCrfAtWorstQuality + (kCrfAtBestQuality - kCrfAtWorstQuality) * q));
 }
 
-std::unique_ptr<VideoEncoderHevc> VideoEncoderHevc::open(const VideoOutputSettings& settings,
+std::unique_ptr<VideoEncoderHevc> VideoEncoderHevc::open(const VideoOutputSettings& requested,
                                                          std::string* error) {
-    if (settings.width <= 0 || settings.height <= 0 || settings.width % 2 || settings.height % 2) {
-        *error = "The video size " + std::to_string(settings.width) + "x" + std::to_string(settings.height) +
-                 " cannot be encoded as 4:2:0.";
+    // 4:2:0 needs even sizes, and monitors (or a chosen area) need not have
+    // them: an odd width or height is cropped by one pixel, the last column
+    // or row. Cropping keeps every pixel in the file one that was on the
+    // screen; padding would add a line of invented colour at the edge, shown
+    // by every player that ignores the stream's cropping window.
+    VideoOutputSettings settings = requested;
+    settings.width &= ~1;
+    settings.height &= ~1;
+    if (settings.width <= 0 || settings.height <= 0) {
+        *error = "The video size " + std::to_string(requested.width) + "x" + std::to_string(requested.height) +
+                 " is too small to encode.";
         return nullptr;
     }
     std::unique_ptr<VideoEncoderHevc> e(new VideoEncoderHevc);
+    e->sourceWidth_ = requested.width;
+    e->sourceHeight_ = requested.height;
     if (settings.compression.usingHardwareAcceleratedVideoEncoder) {
         if ((e->codec_ = openVaapi(settings, &e->hwFrames_)))
             e->name_ = "hevc_vaapi";
@@ -198,12 +208,11 @@ VideoEncoderHevc::~VideoEncoderHevc() {
 }
 
 bool VideoEncoderHevc::encode(CVPixelBufferRef image, int64_t pts, const PacketSink& sink) {
-    if (!image || image->width() != codec_->width || image->height() != codec_->height) return false;
+    if (!image || image->width() != sourceWidth_ || image->height() != sourceHeight_) return false;
     if (av_frame_make_writable(frame_) < 0) return false;
     const YuvPlanes planes{frame_->data[0],     frame_->linesize[0], frame_->data[1],
                            frame_->linesize[1], frame_->data[2],     frame_->linesize[2]};
-    convertBgraToI420Bt709(image->baseAddress(), image->bytesPerRow(), image->width(), image->height(),
-                           planes);
+    convertBgraToI420Bt709(image->baseAddress(), image->bytesPerRow(), codec_->width, codec_->height, planes);
     image.reset(); // back to the capture pool before the encoder's slow part
 
     frame_->pts = pts;

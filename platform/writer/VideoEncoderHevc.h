@@ -27,7 +27,8 @@ public:
     /// Times are counted in 1/90000 s.
     static constexpr AVRational kTimeBase{1, 90000};
 
-    /// Null with `error` filled when no encoder opens.
+    /// Null with `error` filled when no encoder opens. An odd width or height
+    /// is encoded one pixel smaller (see open()).
     static std::unique_ptr<VideoEncoderHevc> open(const VideoOutputSettings& settings, std::string* error);
     ~VideoEncoderHevc();
     VideoEncoderHevc(const VideoEncoderHevc&) = delete;
@@ -53,6 +54,8 @@ private:
     AVFrame* frame_ = nullptr;
     AVFrame* hwFrame_ = nullptr;
     AVPacket* packet_ = nullptr;
+    int sourceWidth_ = 0;
+    int sourceHeight_ = 0;
     int64_t keyIntervalTicks_ = 0;
     int64_t lastKeyPts_ = 0;
     bool haveKey_ = false;

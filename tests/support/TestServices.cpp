@@ -113,12 +113,13 @@ TempHome::~TempHome() {
     std::filesystem::remove_all(home_, ignored);
 }
 
-XvfbServer::XvfbServer() {
+XvfbServer::XvfbServer(const std::vector<std::string>& extraArguments) {
     int fds[2];
     if (pipe(fds) != 0) throw std::runtime_error("pipe failed");
-    pid_ = spawn({"Xvfb", "-displayfd", std::to_string(fds[1]), "-screen", "0", "1920x1080x24", "+extension",
-                  "RANDR", "-nolisten", "tcp", "-noreset"},
-                 fds[1]);
+    std::vector<std::string> arguments = {"Xvfb", "-displayfd", std::to_string(fds[1]), "-screen", "0",
+                                          "1920x1080x24", "+extension", "RANDR", "-nolisten", "tcp", "-noreset"};
+    arguments.insert(arguments.end(), extraArguments.begin(), extraArguments.end());
+    pid_ = spawn(arguments, fds[1]);
     close(fds[1]);
     const std::string number = readLine(fds[0]);
     close(fds[0]);

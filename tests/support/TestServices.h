@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <sys/types.h>
+#include <vector>
 
 namespace vantrel::test {
 
@@ -50,10 +51,11 @@ private:
     std::optional<ScopedEnv> configEnv_;
 };
 
-/// An Xvfb of its own (1920x1080, RandR), and DISPLAY pointing at it while alive.
+/// An Xvfb of its own (1920x1080, RandR, and `extraArguments`), and DISPLAY
+/// pointing at it while alive.
 class XvfbServer {
 public:
-    XvfbServer();
+    explicit XvfbServer(const std::vector<std::string>& extraArguments = {});
     ~XvfbServer();
     const std::string& display() const { return display_; }
     /// `xrandr --setmonitor NAME W/MMxH/MM+X+Y none`; true when xrandr succeeded.

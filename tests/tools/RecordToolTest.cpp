@@ -132,20 +132,23 @@ void expectFinishedHevcFile(const fs::path& file, size_t audioTracks) {
     SCOPED_TRACE(file.string());
     const auto probe = probeFile(file);
     ASSERT_TRUE(probe.is_object()) << "ffprobe cannot read it";
-    ASSERT_EQ(probe["streams"].size(), 1 + audioTracks);
-    const auto& video = probe["streams"][0];
-    EXPECT_EQ(video["codec_name"], "hevc");
-    EXPECT_EQ(video["codec_tag_string"], "hvc1");
-    EXPECT_EQ(video["width"], 1920);
-    EXPECT_EQ(video["height"], 1080);
-    EXPECT_EQ(video["pix_fmt"], "yuv420p");
-    EXPECT_EQ(video.value("color_primaries", ""), "smpte432");
-    EXPECT_EQ(video.value("color_transfer", ""), "bt709");
-    EXPECT_EQ(video["time_base"], "1/90000");
-    for (size_t i = 1; i <= audioTracks; ++i) {
-        EXPECT_EQ(probe["streams"][i]["codec_name"], "aac");
-        EXPECT_EQ(probe["streams"][i]["sample_rate"], "48000");
-        EXPECT_EQ(probe["streams"][i]["channels"], 2);
+    const auto video = streamsOfType(probe, "video");
+    ASSERT_EQ(video.size(), 1u);
+    EXPECT_EQ(video[0]["codec_name"], "hevc");
+    EXPECT_EQ(video[0]["codec_tag_string"], "hvc1");
+    EXPECT_EQ(video[0]["width"], 1920);
+    EXPECT_EQ(video[0]["height"], 1080);
+    EXPECT_EQ(video[0]["pix_fmt"], "yuv420p");
+    EXPECT_EQ(video[0].value("color_primaries", ""), "bt709");
+    EXPECT_EQ(video[0].value("color_transfer", ""), "bt709");
+    EXPECT_EQ(video[0].value("color_space", ""), "bt709");
+    EXPECT_EQ(video[0]["time_base"], "1/90000");
+    const auto audio = streamsOfType(probe, "audio");
+    ASSERT_EQ(audio.size(), audioTracks);
+    for (const auto& track : audio) {
+        EXPECT_EQ(track["codec_name"], "aac");
+        EXPECT_EQ(track["sample_rate"], "48000");
+        EXPECT_EQ(track["channels"], 2);
     }
 }
 
