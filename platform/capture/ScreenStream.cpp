@@ -1,4 +1,5 @@
 #include "platform/capture/ScreenStream.h"
+#include "platform/runtime/BackgroundTask.h"
 
 #include <chrono>
 
@@ -76,26 +77,34 @@ QCoro::Task<> SCStream::startCapture() {
     auto service = ScreenCaptureService::shared();
     if (!service) throw SCStreamException({"Screen capture is not available."});
 
-    NSError error;
-    auto frames = service->makeFrameSource(filter_, configuration_, error);
-    if (!frames) throw SCStreamException(error);
-
     // A run that ended by itself may not have been joined yet.
     if (captureThread_.joinable()) captureThread_.join();
     ++run_;
 
-    std::unique_ptr<AudioSampleSource> audio;
-    if (configuration_.capturesAudio) {
-        audio = service->makeSystemAudioSource(configuration_, error);
-        if (!audio) throw SCStreamException(error);
-        bool started = audio->start(
-            [this](const CMSampleBufferRef& sample) { deliver(SCStreamOutputType::audio, sample); },
-            [this](const NSError& endError, bool) { reportEnd(endError); }, error);
-        if (!started) throw SCStreamException(error);
-    }
+    // Opening the grab and the sound server waits on both servers: that
+    // runs on a pool thread, and the caller's thread (the countdown's) goes on.
+    struct Sources {
+        std::unique_ptr<ScreenFrameSource> frames;
+        std::unique_ptr<AudioSampleSource> audio;
+    };
+    auto opened = co_await runInBackground([this, service] {
+        NSError error;
+        auto sources = std::make_shared<Sources>();
+        sources->frames = service->makeFrameSource(filter_, configuration_, error);
+        if (!sources->frames) throw SCStreamException(error);
+        if (configuration_.capturesAudio) {
+            sources->audio = service->makeSystemAudioSource(configuration_, error);
+            if (!sources->audio) throw SCStreamException(error);
+            bool started = sources->audio->start(
+                [this](const CMSampleBufferRef& sample) { deliver(SCStreamOutputType::audio, sample); },
+                [this](const NSError& endError, bool) { reportEnd(endError); }, error);
+            if (!started) throw SCStreamException(error);
+        }
+        return sources;
+    });
 
-    frames_ = std::move(frames);
-    audio_ = std::move(audio);
+    frames_ = std::move(opened->frames);
+    audio_ = std::move(opened->audio);
     stopRequested_.store(false);
     endReported_.store(false);
     running_.store(true);
