@@ -39,14 +39,14 @@ ScreenRecorder::startStreamAndPipeline(AppSettingsSnapshot settings) {
     // recorder is held here while the work runs; the work holds `this`
     // alone, so that the recorder is never destroyed on a pool thread.
     const auto keepAlive = shared_from_this();
-    const bool allowed = co_await runInBackground([settings] {
+    auto checking = runInBackground([settings] {
         if (!CGPreflightScreenCaptureAccess()) return false;
         // Auto zoom alone needs no accessibility; the overlays that read input do.
         const bool needsAccessibility =
             settings.showKeystrokes || settings.showMouseClicks || settings.enableCursorFollowText;
         return !needsAccessibility || AXIsProcessTrusted();
     });
-    if (!allowed) co_return Result{};
+    if (!co_await std::move(checking)) co_return Result{};
 
     const auto content = co_await SCShareableContent::getShareableContent(false, true);
     // A stored display that was unplugged is replaced silently by the first one.
@@ -71,11 +71,12 @@ ScreenRecorder::startStreamAndPipeline(AppSettingsSnapshot settings) {
     const auto configuration = streamConfiguration(display, settings);
 
     // Opening the encoders is the slowest step of all.
-    auto pipeline = co_await runInBackground([this, display, settings] {
+    auto building = runInBackground([this, display, settings] {
         auto videoProcessor =
             std::make_shared<VideoProcessor>(CGSize{double(display.width), double(display.height)});
         return makePipeline(display.width, display.height, settings, std::move(videoProcessor));
     });
+    auto pipeline = co_await std::move(building);
     if (!pipeline) co_return Result{};
 
     auto stream = std::make_shared<SCStream>(filter, configuration, weak_from_this());

@@ -87,7 +87,7 @@ QCoro::Task<> SCStream::startCapture() {
         std::unique_ptr<ScreenFrameSource> frames;
         std::unique_ptr<AudioSampleSource> audio;
     };
-    auto opened = co_await runInBackground([this, service] {
+    auto opening = runInBackground([this, service] {
         NSError error;
         auto sources = std::make_shared<Sources>();
         sources->frames = service->makeFrameSource(filter_, configuration_, error);
@@ -102,6 +102,7 @@ QCoro::Task<> SCStream::startCapture() {
         }
         return sources;
     });
+    const auto opened = co_await std::move(opening);
 
     frames_ = std::move(opened->frames);
     audio_ = std::move(opened->audio);

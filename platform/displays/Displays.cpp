@@ -108,13 +108,14 @@ QCoro::Task<SCShareableContent> SCShareableContent::getShareableContent(bool, bo
     // the applications are listed so that some can be left out of the
     // picture. Listing them costs round trips for every window of the
     // desktop, so the caller's thread (the countdown's) does not wait for them.
-    co_return co_await runInBackground([] {
+    auto listing = runInBackground([] {
         SCShareableContent content;
         for (const Monitor& monitor : DisplayList::shared()->monitors())
             content.displays.push_back(displayFor(monitor));
         if (auto service = ScreenCaptureService::shared()) content.applications = service->applications();
         return content;
     });
+    co_return co_await std::move(listing);
 }
 
 CGDirectDisplayID CGMainDisplayID() {

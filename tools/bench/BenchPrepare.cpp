@@ -2,9 +2,11 @@
 // recording is prepared behind the countdown. A timer ticks every 5 ms on the
 // main thread, as the countdown bar's animation would need it to; the
 // largest gap between two ticks during prepareRecording() is the stall a
-// user would see. Each round prepares with the user's settings plus system
-// audio, the microphone and the full-screen copy, then cancels; the first
-// round is the one after start-up, when libraries and servers are cold.
+// user would see; beside it, the largest gap over as long a stretch with
+// nothing to do, which is what the machine's load alone costs. Each round
+// prepares with the user's settings plus system audio, the microphone and
+// the full-screen copy, then cancels; the first round is the one after
+// start-up, when libraries and servers are cold.
 //
 //   scripts/with-test-services.sh build/release/bin/vantrel-bench-prepare [--rounds N] [--webcam]
 #include "devices/DisplayManager.h"
@@ -13,6 +15,7 @@
 #include "settings/AppSettings.h"
 
 #include <QCoreApplication>
+#include <QCoro/QCoroTimer>
 #include <QElapsedTimer>
 #include <QTimer>
 #include <algorithm>
@@ -92,8 +95,12 @@ QCoro::Task<int> run(std::shared_ptr<ScreenRecorder> recorder, int rounds) {
             std::fprintf(stderr, "vantrel-bench-prepare: nothing was prepared (no display, access or files)\n");
             co_return 1;
         }
-        std::printf("round %d: prepareRecording took %.1f ms, longest main-thread stall %.1f ms\n", round, took,
-                    stall);
+        // The same stretch with nothing to do: what the machine's load alone costs the timer.
+        meter.start();
+        co_await QCoro::sleepFor(std::chrono::milliseconds(std::max<qint64>(50, qint64(took))));
+        const double idle = meter.stop();
+        std::printf("round %d: prepareRecording took %.1f ms, longest main-thread stall %.1f ms (idle: %.1f ms)\n",
+                    round, took, stall, idle);
         worstOverall = std::max(worstOverall, stall);
         co_await recorder->cancelPreparedRecording();
     }
@@ -121,6 +128,9 @@ int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     BookmarkManager::shared();
     DisplayManager::shared();
+    // The app lists its cameras and microphones at start-up, long before a countdown.
+    CaptureDeviceList::shared(AVMediaType::audio);
+    CaptureDeviceList::shared(AVMediaType::video);
     auto settings = std::make_shared<BenchSettings>();
     settings->user = AppSettings::shared();
     settings->webcam = webcam;

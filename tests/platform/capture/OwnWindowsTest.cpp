@@ -7,6 +7,7 @@
 #include "tests/support/PatternWindow.h"
 #include "tests/support/TestServices.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <mutex>
 #include <unistd.h>
