@@ -29,7 +29,8 @@ CameraManager::~CameraManager() {
 }
 
 void CameraManager::startCapture(const std::string& cameraID) {
-    if (isCapturing_) return;
+    // A session that is starting or stopping counts as capturing.
+    if (captureSession_) return;
 
     auto session = std::make_shared<AVCaptureSession>(AVCaptureSessionPreset::medium);
 
@@ -84,8 +85,9 @@ void CameraManager::startCapture(const std::string& cameraID) {
 
     captureQueue_->async([session, self = QPointer<CameraManager>(this)] {
         session->startRunning();
-        DispatchQueue::main().async([self] {
-            if (self) self->setIsCapturing(true);
+        DispatchQueue::main().async([self, session] {
+            // A stop asked for while the camera was starting wins.
+            if (self && self->captureSession_ == session && !self->stopRequested_) self->setIsCapturing(true);
         });
     });
 }
@@ -109,7 +111,10 @@ void CameraManager::observeSession(const AVCaptureSession& session) {
 }
 
 void CameraManager::stopCapture() {
-    if (!isCapturing_) return;
+    // Also while the start is still on its way to the camera: the stop
+    // queues behind it, so the light never stays on.
+    if (!captureSession_ || stopRequested_) return;
+    stopRequested_ = true;
 
     for (const auto token : captureSessionObservers_)
         NSNotificationCenter::defaultCenter().removeObserver(token);
@@ -121,8 +126,9 @@ void CameraManager::stopCapture() {
         if (session) session->stopRunning();
         DispatchQueue::main().async([self] {
             if (!self) return;
+            self->stopRequested_ = false;
             self->setCaptureSession(nullptr);
-            self->setIsCapturing(false);
+            if (self->isCapturing_) self->setIsCapturing(false);
         });
     });
 

@@ -40,9 +40,11 @@ public:
     /// Opens the camera (an empty or unknown identifier: the default one).
     /// Returns once the session is configured; it starts running shortly
     /// after on captureQueue. Throws ScreenRecorderError::cameraNotFound on
-    /// any failure, leaving nothing behind. Does nothing while capturing.
+    /// any failure, leaving nothing behind. Does nothing while a session is
+    /// open (starting, running or stopping).
     void startCapture(const std::string& cameraID);
-    /// Closes the camera; the picture is gone at once. Does nothing unless capturing.
+    /// Closes the camera, also one whose start is still under way; the
+    /// picture is gone at once. Does nothing when no session is open.
     void stopCapture();
 
     /// The newest picture, mirrored; absent before the first and after a stop.
@@ -72,6 +74,8 @@ private:
     std::shared_ptr<AVCaptureSession> captureSession_;
     std::vector<NSNotificationCenter::Token> captureSessionObservers_;
     bool isCapturing_ = false;
+    // From a stop until the session has stopped on captureQueue.
+    bool stopRequested_ = false;
     // Last, so that it is joined before anything its blocks touch goes.
     std::unique_ptr<DispatchQueue> captureQueue_;
 };

@@ -75,6 +75,8 @@ struct AppSettingsSnapshot {
     CGDirectDisplayID selectedDisplayID = 0;
     std::string selectedCameraID;
     std::string selectedMicID;
+    /// Our own windows stay in the recorded picture.
+    bool includeAppInCapture = false;
 };
 
 } // namespace vantrel

@@ -23,6 +23,12 @@ inline QCoro::Task<> waitUntilDone(const std::function<void(std::function<void()
     co_await future;
 }
 
+/// Goes on at once on the main thread; from any other thread, resumes there.
+inline QCoro::Task<> onMainThread() {
+    if (DispatchQueue::main().isCurrent()) co_return;
+    co_await waitUntilDone([](std::function<void()> done) { DispatchQueue::main().async(std::move(done)); });
+}
+
 /// Resumes once everything `queue` was given so far has run.
 inline QCoro::Task<> drainQueue(DispatchQueue& queue) {
     co_await waitUntilDone([&queue](std::function<void()> done) { queue.async(std::move(done)); });

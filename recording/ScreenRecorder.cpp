@@ -9,6 +9,8 @@
 #include "platform/runtime/Workspace.h"
 
 #include <QCoreApplication>
+#include <QPromise>
+#include <QScopeGuard>
 
 namespace vantrel {
 
@@ -17,16 +19,18 @@ namespace {
 DeviceNotFoundContext microphoneContext() {
     return {QCoreApplication::translate("ScreenRecorder", "Microphone not found.\nRecord without microphone audio?"),
             []() -> QCoro::Task<> {
-                DispatchQueue::main().async([] { AppSettings::shared()->setEnableMicAudio(false); });
-                co_return;
+                // Off before the closure returns: the flow that runs again
+                // right after reads the setting at once.
+                co_await onMainThread();
+                AppSettings::shared()->setEnableMicAudio(false);
             }};
 }
 
 DeviceNotFoundContext webcamContext() {
     return {QCoreApplication::translate("ScreenRecorder", "Webcam not found.\nRecord without webcam overlay?"),
             []() -> QCoro::Task<> {
-                DispatchQueue::main().async([] { AppSettings::shared()->setShowWebcam(false); });
-                co_return;
+                co_await onMainThread();
+                AppSettings::shared()->setShowWebcam(false);
             }};
 }
 
@@ -109,14 +113,40 @@ void ScreenRecorder::validateDevices(const AppSettingsSnapshot& settings) {
 }
 
 QCoro::Task<> ScreenRecorder::prepareRecording() {
-    const bool busy = stateLock.withLock([](const RecordingSessionState& s) {
+    const bool busy = preparation_ || stateLock.withLock([](const RecordingSessionState& s) {
         return s.recordingState != RecordingState::idle || s.preparedStreamContainer.has_value();
     });
     if (busy) co_return;
+    const auto keepAlive = shared_from_this();
 
     const auto settings = appSettings->makeSnapshot();
     validateDevices(settings);
-    auto [stream, pipeline] = co_await startStreamAndPipeline(settings);
+
+    auto flight = std::make_shared<PreparationInFlight>();
+    auto done = std::make_shared<QPromise<void>>();
+    flight->finished = done->future();
+    done->start();
+    preparation_ = flight;
+    // However this ends, whoever waits for it goes on.
+    const auto release = qScopeGuard([this, flight, done] {
+        if (preparation_ == flight) preparation_.reset();
+        done->finish();
+    });
+
+    std::shared_ptr<SCStream> stream;
+    std::shared_ptr<RecordingPipeline> pipeline;
+    try {
+        std::tie(stream, pipeline) = co_await startStreamAndPipeline(settings);
+    } catch (...) {
+        // Taken back meanwhile: nobody is waiting for this error any more.
+        if (flight->cancelled) co_return;
+        throw;
+    }
+    if (flight->cancelled) {
+        if (pipeline) discardPipeline(pipeline);
+        if (stream) co_await stopStream(stream, /*ignoreErrors=*/true);
+        co_return;
+    }
     if (!stream || !pipeline) co_return;
 
     stateLock.withLock([&](RecordingSessionState& s) {
@@ -126,6 +156,10 @@ QCoro::Task<> ScreenRecorder::prepareRecording() {
 }
 
 QCoro::Task<> ScreenRecorder::cancelPreparedRecording() {
+    if (auto flight = preparation_) {
+        flight->cancelled = true;
+        co_await QFuture<void>(flight->finished);
+    }
     auto [container, pipeline] = stateLock.withLock([](RecordingSessionState& s) {
         auto taken = std::make_pair(std::move(s.preparedStreamContainer), std::move(s.pipeline));
         s.preparedStreamContainer.reset();
@@ -143,6 +177,8 @@ void ScreenRecorder::discardPipeline(const std::shared_ptr<RecordingPipeline>& p
 }
 
 QCoro::Task<> ScreenRecorder::startRecording() {
+    // A countdown that ended before its preparation goes on with what that builds.
+    if (auto flight = preparation_) co_await QFuture<void>(flight->finished);
     const auto [state, prepared, preparedPipeline] = stateLock.withLock([](const RecordingSessionState& s) {
         return std::make_tuple(s.recordingState, s.preparedStreamContainer, s.pipeline);
     });

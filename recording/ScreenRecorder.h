@@ -31,6 +31,7 @@
 #include "platform/core/UnfairLock.h"
 
 #include <QCoro/QCoroTask>
+#include <QFuture>
 #include <functional>
 #include <memory>
 #include <string>
@@ -55,11 +56,14 @@ public:
     // --- Session operations (main thread) ---------------------------------
 
     /// Validates devices and builds a running stream and a pipeline for the
-    /// current settings, while the state stays idle.
+    /// current settings, while the state stays idle. The slow steps run off
+    /// the main thread; a second call meanwhile does nothing.
     QCoro::Task<> prepareRecording();
-    /// Discards what prepareRecording() built. Never throws.
+    /// Discards what prepareRecording() built, or is still building (that
+    /// preparation then ends quietly, without an error). Never throws.
     QCoro::Task<> cancelPreparedRecording();
-    /// Begins the recording, with or without preparation.
+    /// Begins the recording, with or without preparation; a preparation
+    /// still under way is waited for.
     QCoro::Task<> startRecording();
     /// Ends the recording and closes the files.
     QCoro::Task<> stopRecording();
@@ -145,6 +149,15 @@ private:
 
     std::mutex frameObserverMutex_;
     FrameObserver frameObserver_;
+
+    // A preparation waiting on its slow steps. A cancel or a start that
+    // comes meanwhile waits for `finished`; a cancel first marks it, so that
+    // what it builds is taken down instead of kept. Main thread only.
+    struct PreparationInFlight {
+        bool cancelled = false;
+        QFuture<void> finished;
+    };
+    std::shared_ptr<PreparationInFlight> preparation_;
 };
 
 } // namespace vantrel

@@ -72,6 +72,7 @@ AppSettings::Snapshot AppSettings::makeSnapshot() {
     }
     snapshot.selectedCameraID = toStd(selectedCameraID());
     snapshot.selectedMicID = toStd(selectedMicID());
+    snapshot.includeAppInCapture = includeAppInCapture();
     return snapshot;
 }
 

@@ -1,4 +1,5 @@
 #include "platform/capture/OwnWindowEraserComposite.h"
+#include "platform/capture/WindowOwnerXcb.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -32,8 +33,10 @@ PixelRect PixelRect::intersected(const PixelRect& other) const {
 
 std::unique_ptr<OwnWindowEraserComposite> OwnWindowEraserComposite::open(xcb_connection_t* c,
                                                                          xcb_window_t root, PixelRect monitor,
-                                                                         std::vector<xcb_window_t> windows) {
-    if (windows.empty()) return nullptr;
+                                                                         std::vector<xcb_window_t> windows,
+                                                                         std::vector<pid_t> processes,
+                                                                         std::vector<xcb_window_t> exceptions) {
+    if (windows.empty() && processes.empty()) return nullptr;
     const xcb_query_extension_reply_t* extension = xcb_get_extension_data(c, &xcb_composite_id);
     // NameWindowPixmap came with Composite 0.2.
     auto version =
@@ -50,30 +53,31 @@ std::unique_ptr<OwnWindowEraserComposite> OwnWindowEraserComposite::open(xcb_con
     }
 
     std::unique_ptr<OwnWindowEraserComposite> eraser(new OwnWindowEraserComposite(c, root, monitor));
+    eraser->processes_ = std::move(processes);
+    eraser->exceptions_ = std::move(exceptions);
+    eraser->canAskOwners_ = !eraser->processes_.empty() && canAskWindowOwners(c);
     xcb_composite_redirect_subwindows(c, root, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
-    const char rootPixmapName[] = "_XROOTPMAP_ID";
-    auto atom = own(
-        xcb_intern_atom_reply(c, xcb_intern_atom(c, 1, sizeof rootPixmapName - 1, rootPixmapName), nullptr));
-    if (atom) eraser->rootPixmapAtom_ = atom->atom;
+    const char rootPixmapName[] = "_XROOTPMAP_ID", wmStateName[] = "WM_STATE";
+    auto rootPixmapCookie = xcb_intern_atom(c, 1, sizeof rootPixmapName - 1, rootPixmapName);
+    auto wmStateCookie = xcb_intern_atom(c, 0, sizeof wmStateName - 1, wmStateName);
+    if (auto atom = own(xcb_intern_atom_reply(c, rootPixmapCookie, nullptr))) eraser->rootPixmapAtom_ = atom->atom;
+    if (auto atom = own(xcb_intern_atom_reply(c, wmStateCookie, nullptr))) eraser->wmStateAtom_ = atom->atom;
 
     // Events first, then the state: a change between the two arrives as an event.
-    const uint32_t mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    const uint32_t mask = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+    xcb_change_window_attributes(c, root, XCB_CW_EVENT_MASK, &mask);
     for (xcb_window_t window : windows)
-        xcb_change_window_attributes(c, window, XCB_CW_EVENT_MASK, &mask);
-    std::vector<xcb_get_window_attributes_cookie_t> attributes;
-    std::vector<xcb_get_geometry_cookie_t> geometries;
-    for (xcb_window_t window : windows) {
-        attributes.push_back(xcb_get_window_attributes(c, window));
-        geometries.push_back(xcb_get_geometry(c, window));
-    }
-    for (size_t i = 0; i < windows.size(); ++i) {
-        auto attr = own(xcb_get_window_attributes_reply(c, attributes[i], nullptr));
-        auto geometry = own(xcb_get_geometry_reply(c, geometries[i], nullptr));
-        if (!attr || !geometry) continue; // gone already
-        eraser->windows_.push_back(
-            {windows[i], attr->map_state != XCB_MAP_STATE_UNMAPPED,
-             outerRect(geometry->x, geometry->y, geometry->width, geometry->height, geometry->border_width)});
-    }
+        eraser->pending_.push_back({Question::place, window, window});
+    // A window of ours made since the caller's list was taken is found the
+    // way a new one is: by asking who made each child of the root.
+    if (eraser->canAskOwners_)
+        if (auto tree = own(xcb_query_tree_reply(c, xcb_query_tree(c, root), nullptr))) {
+            const xcb_window_t* children = xcb_query_tree_children(tree.get());
+            for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i)
+                if (std::find(windows.begin(), windows.end(), children[i]) == windows.end())
+                    eraser->pending_.push_back({Question::owner, children[i], children[i]});
+        }
+    eraser->settle();
     return eraser;
 }
 
@@ -98,11 +102,51 @@ bool OwnWindowEraserComposite::isOurs(xcb_window_t window) const {
                        [window](const Tracked& t) { return t.window == window; });
 }
 
+void OwnWindowEraserComposite::track(xcb_window_t window, xcb_window_t client, bool mapped, PixelRect outer) {
+    if (Tracked* t = find(window)) {
+        *t = {window, client, mapped, outer};
+        return;
+    }
+    windows_.push_back({window, client, mapped, outer});
+}
+
+void OwnWindowEraserComposite::forget(xcb_window_t window) {
+    std::erase_if(windows_, [window](const Tracked& t) { return t.window == window; });
+    std::erase_if(pending_, [window](const Pending& p) { return p.window == window; });
+    std::erase_if(framed_, [window](const Pending& p) { return p.window == window; });
+}
+
+void OwnWindowEraserComposite::handleReparent(xcb_window_t window, xcb_window_t parent) {
+    if (parent == root_) {
+        // Back on the root, as when a window manager quits: the window is its own top level again.
+        for (Tracked& t : windows_)
+            if (t.client == window) t.window = window;
+        std::erase_if(framed_, [window](const Pending& p) { return p.client == window; });
+        if (canAskOwners_) pending_.push_back({Question::owner, window, window});
+        return;
+    }
+    // Off the root: into a window manager's frame, or embedded in another
+    // application's window (a tray icon), which is theirs to show. Which of
+    // the two is known once that window is mapped.
+    const bool ours = find(window) != nullptr;
+    std::erase_if(windows_, [window](const Tracked& t) { return t.window == window; });
+    for (Pending& p : pending_)
+        if (p.window == window && p.question == Question::owner) p.window = parent;
+    if (ours) framed_.push_back({Question::frame, parent, window});
+}
+
 bool OwnWindowEraserComposite::handleEvent(const xcb_generic_event_t* event) {
     switch (event->response_type & 0x7f) {
+    case XCB_CREATE_NOTIFY: {
+        const auto* e = reinterpret_cast<const xcb_create_notify_event_t*>(event);
+        if (canAskOwners_ && e->parent == root_) pending_.push_back({Question::owner, e->window, e->window});
+        return true;
+    }
     case XCB_MAP_NOTIFY: {
         const auto* e = reinterpret_cast<const xcb_map_notify_event_t*>(event);
         if (Tracked* t = find(e->window)) t->mapped = true;
+        for (const Pending& p : framed_)
+            if (p.window == e->window) pending_.push_back(p);
         return true;
     }
     case XCB_UNMAP_NOTIFY: {
@@ -117,16 +161,69 @@ bool OwnWindowEraserComposite::handleEvent(const xcb_generic_event_t* event) {
         return true;
     }
     case XCB_DESTROY_NOTIFY: {
-        const auto* e = reinterpret_cast<const xcb_destroy_notify_event_t*>(event);
-        std::erase_if(windows_, [w = e->window](const Tracked& t) { return t.window == w; });
+        forget(reinterpret_cast<const xcb_destroy_notify_event_t*>(event)->window);
+        return true;
+    }
+    case XCB_REPARENT_NOTIFY: {
+        const auto* e = reinterpret_cast<const xcb_reparent_notify_event_t*>(event);
+        handleReparent(e->window, e->parent);
         return true;
     }
     case XCB_GRAVITY_NOTIFY:
-    case XCB_REPARENT_NOTIFY:
     case XCB_CIRCULATE_NOTIFY:
         return true;
     default:
         return false;
+    }
+}
+
+void OwnWindowEraserComposite::settle() {
+    // A window of ours found inside another one is asked about in a second round.
+    for (int round = 0; round < 2 && !pending_.empty(); ++round) {
+        struct Asked {
+            Pending pending;
+            xcb_get_window_attributes_cookie_t attributes;
+            xcb_get_geometry_cookie_t geometry;
+            xcb_res_query_client_ids_cookie_t owner;
+            xcb_get_property_cookie_t wmState;
+        };
+        std::vector<Asked> asked;
+        asked.reserve(pending_.size());
+        xcb_connection_t* c = connection_;
+        for (const Pending& p : pending_) {
+            Asked a{p, xcb_get_window_attributes(c, p.window), xcb_get_geometry(c, p.window), {}, {}};
+            if (p.question == Question::owner) a.owner = askWindowOwner(c, p.client);
+            if (p.question == Question::frame)
+                a.wmState = xcb_get_property(c, 0, p.client, wmStateAtom_, XCB_GET_PROPERTY_TYPE_ANY, 0, 0);
+            asked.push_back(a);
+        }
+        pending_.clear();
+        for (const Asked& a : asked) {
+            auto attr = own(xcb_get_window_attributes_reply(c, a.attributes, nullptr));
+            auto geometry = own(xcb_get_geometry_reply(c, a.geometry, nullptr));
+            bool ours = a.pending.question == Question::place;
+            if (a.pending.question == Question::owner) {
+                const pid_t owner = windowOwner(c, a.owner);
+                ours = std::find(processes_.begin(), processes_.end(), owner) != processes_.end() &&
+                       std::find(exceptions_.begin(), exceptions_.end(), a.pending.client) == exceptions_.end();
+                // Ours, but already inside another window: that one is asked about next.
+                if (ours && a.pending.window != a.pending.client) {
+                    framed_.push_back({Question::frame, a.pending.window, a.pending.client});
+                    pending_.push_back(framed_.back());
+                    continue;
+                }
+            }
+            if (a.pending.question == Question::frame) {
+                // Window managers mark the windows they manage with WM_STATE; an embedder does not.
+                auto state = own(xcb_get_property_reply(c, a.wmState, nullptr));
+                ours = state && state->type != XCB_ATOM_NONE;
+                if (ours)
+                    std::erase_if(framed_, [&](const Pending& p) { return p.window == a.pending.window; });
+            }
+            if (!ours || !attr || !geometry) continue; // not ours, or gone already
+            track(a.pending.window, a.pending.client, attr->map_state != XCB_MAP_STATE_UNMAPPED,
+                  outerRect(geometry->x, geometry->y, geometry->width, geometry->height, geometry->border_width));
+        }
     }
 }
 

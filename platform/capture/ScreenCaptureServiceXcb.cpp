@@ -1,12 +1,12 @@
 #include "platform/capture/ScreenCaptureServiceLinux.h"
 #include "platform/capture/ScreenGrabberXcb.h"
+#include "platform/capture/WindowOwnerXcb.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <map>
 #include <memory>
-#include <xcb/res.h>
 #include <xcb/xcb.h>
 
 namespace vantrel {
@@ -61,20 +61,6 @@ xcb_window_t clientWindow(xcb_connection_t* c, xcb_window_t topLevel, xcb_atom_t
     return topLevel;
 }
 
-pid_t pidFromResources(xcb_connection_t* c, xcb_window_t window) {
-    xcb_res_client_id_spec_t wanted{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
-    auto reply = own(xcb_res_query_client_ids_reply(c, xcb_res_query_client_ids(c, 1, &wanted), nullptr));
-    if (!reply) return 0;
-    for (auto it = xcb_res_query_client_ids_ids_iterator(reply.get()); it.rem;
-         xcb_res_client_id_value_next(&it)) {
-        const auto& [client, length] = *it.data;
-        if (!(client.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID)) continue;
-        if (xcb_res_client_id_value_value_length(it.data) < 1) continue;
-        return static_cast<pid_t>(*xcb_res_client_id_value_value(it.data));
-    }
-    return 0;
-}
-
 pid_t pidFromProperty(xcb_connection_t* c, xcb_window_t window, xcb_atom_t netWmPid) {
     if (netWmPid == XCB_ATOM_NONE) return 0;
     auto reply = own(xcb_get_property_reply(
@@ -99,13 +85,7 @@ std::vector<SCRunningApplication> ScreenCaptureServiceLinux::applications() {
     const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
     if (!screen) return {};
 
-    const xcb_query_extension_reply_t* res = xcb_get_extension_data(c, &xcb_res_id);
-    bool haveResources = res && res->present;
-    if (haveResources) {
-        // Client IDs came with X-Resource 1.2.
-        auto version = own(xcb_res_query_version_reply(c, xcb_res_query_version(c, 1, 2), nullptr));
-        haveResources = version && (version->server_major > 1 || version->server_minor >= 2);
-    }
+    const bool haveResources = canAskWindowOwners(c);
     const xcb_atom_t wmState = internAtom(c, "WM_STATE");
     const xcb_atom_t netWmPid = internAtom(c, "_NET_WM_PID");
 
@@ -113,7 +93,7 @@ std::vector<SCRunningApplication> ScreenCaptureServiceLinux::applications() {
     std::vector<pid_t> order;
     for (xcb_window_t topLevel : childrenOf(c, screen->root)) {
         const xcb_window_t client = clientWindow(c, topLevel, wmState);
-        pid_t pid = haveResources ? pidFromResources(c, client) : 0;
+        pid_t pid = haveResources ? windowOwner(c, askWindowOwner(c, client)) : 0;
         if (pid == 0) pid = pidFromProperty(c, client, netWmPid);
         if (pid == 0) continue;
         auto [entry, added] = byProcess.try_emplace(pid);

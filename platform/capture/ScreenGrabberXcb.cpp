@@ -55,13 +55,19 @@ public:
         }
         if (configuration.showsCursor) cursor_ = CursorOverlayXfixes::open(connection_, root_);
 
-        std::vector<xcb_window_t> ours;
-        for (const auto& application : filter.excludedApplications())
+        // The excluded applications' windows of now, and the ones they open later.
+        std::vector<xcb_window_t> ours, excepted;
+        std::vector<pid_t> processes;
+        for (const auto& window : filter.exceptedWindows())
+            excepted.push_back(window.windowID);
+        for (const auto& application : filter.excludedApplications()) {
+            processes.push_back(application.processID);
             for (const auto& window : application.windows)
-                if (std::none_of(filter.exceptedWindows().begin(), filter.exceptedWindows().end(),
-                                 [&](const SCWindow& w) { return w.windowID == window.windowID; }))
+                if (std::find(excepted.begin(), excepted.end(), window.windowID) == excepted.end())
                     ours.push_back(window.windowID);
-        eraser_ = OwnWindowEraserComposite::open(connection_, root_, area_, std::move(ours));
+        }
+        eraser_ = OwnWindowEraserComposite::open(connection_, root_, area_, std::move(ours), std::move(processes),
+                                                 std::move(excepted));
         xcb_flush(connection_);
         if (xcb_connection_has_error(connection_)) {
             error.localizedDescription = kServerGone;
@@ -86,6 +92,7 @@ public:
             if (!(cursor_ && cursor_->handleEvent(event)) && eraser_) eraser_->handleEvent(event);
             std::free(event);
         }
+        if (eraser_) eraser_->settle();
         CVPixelBufferRef frame = ring_->wrap(index, area_.width, area_.height, rowBytes());
         if (!frame) {
             ring_->give(index);

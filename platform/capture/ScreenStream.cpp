@@ -1,4 +1,5 @@
 #include "platform/capture/ScreenStream.h"
+#include "platform/runtime/BackgroundTask.h"
 
 #include "platform/core/ConsoleLine.h"
 
@@ -78,36 +79,46 @@ QCoro::Task<> SCStream::startCapture() {
     auto service = ScreenCaptureService::shared();
     if (!service) throw SCStreamException({"Screen capture is not available."});
 
-    NSError error;
-    auto frames = service->makeFrameSource(filter_, configuration_, error);
-    if (!frames) throw SCStreamException(error);
-
     // A run that ended by itself may not have been joined yet.
     if (captureThread_.joinable()) captureThread_.join();
     ++run_;
 
+    // Opening the grab and the sound server waits on both servers: that
+    // runs on a pool thread, and the caller's thread (the countdown's) goes on.
     // Sound is welcome, not required: without a sound server (or with one
     // that fails) the picture is recorded all the same, and the user is told
     // once. A source that ends later only ends the sound, never the picture.
-    std::unique_ptr<AudioSampleSource> audio;
-    if (configuration_.capturesAudio) {
-        NSError audioError;
-        audio = service->makeSystemAudioSource(configuration_, audioError);
-        const bool started =
-            audio && audio->start(
-                         [this](const CMSampleBufferRef& sample) { deliver(SCStreamOutputType::audio, sample); },
-                         [](const NSError& endError, bool) {
-                             printLine("⚠️ System audio stopped: " + endError.localizedDescription);
-                         },
-                         audioError);
-        if (!started) {
-            printLine("⚠️ Recording without system audio: " + audioError.localizedDescription);
-            audio.reset();
+    struct Sources {
+        std::unique_ptr<ScreenFrameSource> frames;
+        std::unique_ptr<AudioSampleSource> audio;
+    };
+    auto opening = runInBackground([this, service] {
+        NSError error;
+        auto sources = std::make_shared<Sources>();
+        sources->frames = service->makeFrameSource(filter_, configuration_, error);
+        if (!sources->frames) throw SCStreamException(error);
+        if (configuration_.capturesAudio) {
+            NSError audioError;
+            sources->audio = service->makeSystemAudioSource(configuration_, audioError);
+            const bool started =
+                sources->audio &&
+                sources->audio->start(
+                    [this](const CMSampleBufferRef& sample) { deliver(SCStreamOutputType::audio, sample); },
+                    [](const NSError& endError, bool) {
+                        printLine("⚠️ System audio stopped: " + endError.localizedDescription);
+                    },
+                    audioError);
+            if (!started) {
+                printLine("⚠️ Recording without system audio: " + audioError.localizedDescription);
+                sources->audio.reset();
+            }
         }
-    }
+        return sources;
+    });
+    const auto opened = co_await std::move(opening);
 
-    frames_ = std::move(frames);
-    audio_ = std::move(audio);
+    frames_ = std::move(opened->frames);
+    audio_ = std::move(opened->audio);
     stopRequested_.store(false);
     endReported_.store(false);
     running_.store(true);

@@ -1,6 +1,7 @@
 #include "platform/displays/Displays.h"
 
 #include "platform/capture/ScreenStream.h"
+#include "platform/runtime/BackgroundTask.h"
 
 #include <algorithm>
 #include <set>
@@ -103,14 +104,18 @@ CGDirectDisplayID displayIDForMonitorName(std::string_view name) {
 }
 
 QCoro::Task<SCShareableContent> SCShareableContent::getShareableContent(bool, bool) {
-    // A few round trips to the server: cheaper than a thread hop. The window
-    // options do not apply: X11 capture grabs whole monitors, and the
-    // applications are listed so that some can be left out of the picture.
-    SCShareableContent content;
-    for (const Monitor& monitor : DisplayList::shared()->monitors())
-        content.displays.push_back(displayFor(monitor));
-    if (auto service = ScreenCaptureService::shared()) content.applications = service->applications();
-    co_return content;
+    // The window options do not apply: X11 capture grabs whole monitors, and
+    // the applications are listed so that some can be left out of the
+    // picture. Listing them costs round trips for every window of the
+    // desktop, so the caller's thread (the countdown's) does not wait for them.
+    auto listing = runInBackground([] {
+        SCShareableContent content;
+        for (const Monitor& monitor : DisplayList::shared()->monitors())
+            content.displays.push_back(displayFor(monitor));
+        if (auto service = ScreenCaptureService::shared()) content.applications = service->applications();
+        return content;
+    });
+    co_return co_await std::move(listing);
 }
 
 CGDirectDisplayID CGMainDisplayID() {
