@@ -17,6 +17,7 @@
 #include <QQuickView>
 #include <QRegion>
 #include <QScreen>
+#include <QSurfaceFormat>
 
 namespace vantrel {
 
@@ -39,6 +40,9 @@ void ControlBarWindowManager::createWindow() {
     auto view = std::make_unique<QQuickView>();
     view->setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus);
     view->setTitle(QStringLiteral("Vantrel Control Bar"));
+    QSurfaceFormat format = view->format();
+    format.setAlphaBufferSize(8); // an ARGB window, for the capsule's clear corners
+    view->setFormat(format);
     view->setColor(Qt::transparent);
     view->setResizeMode(QQuickView::SizeViewToRootObject);
     view->rootContext()->setContextProperty(QStringLiteral("bar"), this);

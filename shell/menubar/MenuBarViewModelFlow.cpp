@@ -68,10 +68,15 @@ MenuBarViewModel::PermissionStatus MenuBarViewModel::collectPermissionStatus() c
 }
 
 QCoro::Task<> MenuBarViewModel::requestUndeterminedAccess(bool microphone, bool camera) {
-    if (microphone && !co_await AVCaptureDevice::requestAccessForMediaType(AVMediaType::audio))
-        settings_->setEnableMicAudio(false);
-    if (camera && !co_await AVCaptureDevice::requestAccessForMediaType(AVMediaType::video))
-        settings_->setShowWebcam(false);
+    // Each wait stands alone: GCC 12 loses coroutine frames awaited inside && and ?:.
+    if (microphone) {
+        const bool granted = co_await AVCaptureDevice::requestAccessForMediaType(AVMediaType::audio);
+        if (!granted) settings_->setEnableMicAudio(false);
+    }
+    if (camera) {
+        const bool granted = co_await AVCaptureDevice::requestAccessForMediaType(AVMediaType::video);
+        if (!granted) settings_->setShowWebcam(false);
+    }
 }
 
 QCoro::Task<bool> MenuBarViewModel::confirmDeniedPermissions(std::vector<DeniedPermission> denied) {
