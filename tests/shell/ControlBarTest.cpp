@@ -4,6 +4,7 @@
 #include "shell/controlbar/ControlBarWindowManager.h"
 
 #include "ShellFixture.h"
+#include "shell/app/TrayIcons.h"
 
 #include <QDir>
 #include <QGuiApplication>
@@ -155,4 +156,33 @@ TEST_F(ControlBarTest, SwitchesWriteThroughAndIndicatorsShowTheRecordingsOwnSett
     ASSERT_EQ(mics.size(), 2);
     EXPECT_EQ(mics[0].toMap().value("id").toString(), "");
     EXPECT_EQ(mics[1].toMap().value("name").toString(), "Desk microphone");
+}
+
+TEST(TrayIconsTest, EachStateHasItsOwnColourAndShape) {
+    guiApp();
+    const QColor grey(0x40, 0x40, 0x40);
+    const auto draw = [&](TrayIconKind kind, const char* name) {
+        QImage image = trayIconImage(kind, grey, 48);
+        image.save(QDir::current().filePath(QStringLiteral("tray-%1.png").arg(name)));
+        return image;
+    };
+    const QImage idle = draw(TrayIconKind::idle, "idle");
+    const QImage recording = draw(TrayIconKind::recording, "recording");
+    const QImage pause = draw(TrayIconKind::pausedPause, "paused-pause");
+    const QImage pausedCamera = draw(TrayIconKind::pausedCamera, "paused-camera");
+    const auto count = [](const QImage& image, auto test) {
+        int n = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x) n += test(image.pixel(x, y)) ? 1 : 0;
+        return n;
+    };
+    const auto orange = [](QRgb p) { return qAlpha(p) > 200 && qRed(p) > 200 && qGreen(p) > 110 && qGreen(p) < 190 && qBlue(p) < 60; };
+    EXPECT_EQ(count(idle, isRecordingRed), 0);
+    EXPECT_GT(count(idle, [](QRgb p) { return qAlpha(p) > 200 && qRed(p) == 0x40; }), 50) << "an outline in the panel's colour";
+    EXPECT_GT(count(recording, isRecordingRed), 300);
+    EXPECT_GT(count(pause, orange), 600) << "a full orange disc";
+    EXPECT_GT(count(pausedCamera, orange), 300);
+    EXPECT_NE(pause, pausedCamera) << "the paused icon alternates between two pictures";
+    EXPECT_EQ(trayIconKind(AppRecordingState::standby, false), TrayIconKind::idle);
+    EXPECT_EQ(trayIconKind(AppRecordingState::paused, false), TrayIconKind::pausedCamera);
 }
