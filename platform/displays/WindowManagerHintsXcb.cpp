@@ -18,7 +18,8 @@ struct Connection {
         connection = xcb_connect(nullptr, &screenNumber);
         if (xcb_connection_has_error(connection)) return;
         auto iterator = xcb_setup_roots_iterator(xcb_get_setup(connection));
-        for (int i = 0; i < screenNumber && iterator.rem; ++i) xcb_screen_next(&iterator);
+        for (int i = 0; i < screenNumber && iterator.rem; ++i)
+            xcb_screen_next(&iterator);
         screen = iterator.rem ? iterator.data : nullptr;
     }
     ~Connection() { xcb_disconnect(connection); }
@@ -26,7 +27,8 @@ struct Connection {
 
     xcb_atom_t atom(const std::string& name) const {
         auto reply = std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)>(
-            xcb_intern_atom_reply(connection, xcb_intern_atom(connection, 0, name.size(), name.c_str()), nullptr),
+            xcb_intern_atom_reply(connection, xcb_intern_atom(connection, 0, name.size(), name.c_str()),
+                                  nullptr),
             &std::free);
         return reply ? reply->atom : XCB_ATOM_NONE;
     }
@@ -54,7 +56,8 @@ bool compositingManagerRunning() {
     if (!x.ok()) return false;
     const xcb_atom_t selection = x.atom("_NET_WM_CM_S" + std::to_string(x.screenNumber));
     auto reply = std::unique_ptr<xcb_get_selection_owner_reply_t, decltype(&std::free)>(
-        xcb_get_selection_owner_reply(x.connection, xcb_get_selection_owner(x.connection, selection), nullptr),
+        xcb_get_selection_owner_reply(x.connection, xcb_get_selection_owner(x.connection, selection),
+                                      nullptr),
         &std::free);
     return reply && reply->owner != XCB_WINDOW_NONE;
 }
@@ -70,7 +73,8 @@ void setWindowOnAllDesktopsSkippingTaskbar(uint32_t window) {
     x.sendToRoot(window, state, kAdd, x.atom("_NET_WM_STATE_STICKY"), x.atom("_NET_WM_STATE_SKIP_TASKBAR"));
     x.sendToRoot(window, state, kAdd, x.atom("_NET_WM_STATE_SKIP_PAGER"), XCB_ATOM_NONE);
     x.sendToRoot(window, desktop, kAllDesktops, 0, 0);
-    xcb_change_property(x.connection, XCB_PROP_MODE_REPLACE, window, desktop, XCB_ATOM_CARDINAL, 32, 1, &kAllDesktops);
+    xcb_change_property(x.connection, XCB_PROP_MODE_REPLACE, window, desktop, XCB_ATOM_CARDINAL, 32, 1,
+                        &kAllDesktops);
     xcb_flush(x.connection);
 }
 

@@ -58,9 +58,12 @@ void drawPauseCircle(QPainter& painter, QColor color) {
 TrayIconKind trayIconKind(AppRecordingState state, bool showPauseIcon) {
     switch (state) {
     case AppRecordingState::idle:
-    case AppRecordingState::standby: return TrayIconKind::idle;
-    case AppRecordingState::recording: return TrayIconKind::recording;
-    case AppRecordingState::paused: return showPauseIcon ? TrayIconKind::pausedPause : TrayIconKind::pausedCamera;
+    case AppRecordingState::standby:
+        return TrayIconKind::idle;
+    case AppRecordingState::recording:
+        return TrayIconKind::recording;
+    case AppRecordingState::paused:
+        return showPauseIcon ? TrayIconKind::pausedPause : TrayIconKind::pausedCamera;
     }
     return TrayIconKind::idle;
 }
@@ -72,12 +75,16 @@ QImage trayIconImage(TrayIconKind kind, QColor foreground, int size) {
     painter.setRenderHint(QPainter::Antialiasing);
     painter.scale(size / 24.0, size / 24.0);
     switch (kind) {
-    case TrayIconKind::idle: drawCamera(painter, foreground, false); break;
+    case TrayIconKind::idle:
+        drawCamera(painter, foreground, false);
+        break;
     case TrayIconKind::recording:
         drawCamera(painter, kRecordingRed, true);
         drawBadge(painter, kRecordingRed);
         break;
-    case TrayIconKind::pausedPause: drawPauseCircle(painter, kPausedOrange); break;
+    case TrayIconKind::pausedPause:
+        drawPauseCircle(painter, kPausedOrange);
+        break;
     case TrayIconKind::pausedCamera:
         drawCamera(painter, kPausedOrange, true);
         drawBadge(painter, kPausedOrange);

@@ -70,10 +70,12 @@ VantrelApp::VantrelApp() {
     });
     connect(viewModel_.get(), &MenuBarViewModel::showPauseIconChanged, this, &VantrelApp::updateIcon);
     connect(settings_.get(), &AppSettings::recordingShortcutKeyChanged, this, &VantrelApp::updateMenu);
-    connect(settings_.get(), &AppSettings::recordingShortcutModifiersRawChanged, this, &VantrelApp::updateMenu);
+    connect(settings_.get(), &AppSettings::recordingShortcutModifiersRawChanged, this,
+            &VantrelApp::updateMenu);
     tray_->show();
     if (!commands.trayAvailable())
-        printLine("⚠️ No system tray on this desktop: the dashboard carries Settings, Check for Updates and Quit");
+        printLine("⚠️ No system tray on this desktop: the dashboard carries Settings, Check for Updates "
+                  "and Quit");
 
     // The first window once the icon is up, on the next turn of the main loop.
     QTimer::singleShot(0, this, &VantrelApp::showFirstWindow);
@@ -87,7 +89,8 @@ void VantrelApp::buildMenu() {
     pauseAction_ = menu_->addAction(tr("⏸ Pause"), viewModel_.get(), &MenuBarViewModel::togglePause);
     pauseAction_->setShortcut(QKeySequence(QStringLiteral("Ctrl+Shift+P")));
     menu_->addSeparator();
-    QAction* settingsAction = menu_->addAction(tr("Settings..."), [] { AppCommands::shared().openSettings(); });
+    QAction* settingsAction =
+        menu_->addAction(tr("Settings..."), [] { AppCommands::shared().openSettings(); });
     settingsAction->setShortcut(QKeySequence(QStringLiteral("Ctrl+,")));
     menu_->addAction(tr("Check for Updates..."), [] { AppCommands::shared().checkForUpdates(); });
     menu_->addSeparator();
@@ -95,7 +98,8 @@ void VantrelApp::buildMenu() {
     quitAction->setShortcut(QKeySequence(QStringLiteral("Ctrl+Q")));
     // The menu only shows these keys; the recording shortcut is global and
     // the others work while the menu is open.
-    for (QAction* action : menu_->actions()) action->setShortcutContext(Qt::WidgetShortcut);
+    for (QAction* action : menu_->actions())
+        action->setShortcutContext(Qt::WidgetShortcut);
     updateMenu();
 }
 
@@ -118,6 +122,8 @@ void VantrelApp::openDashboard() {
         onboardingManager_->show();
 }
 
-void VantrelApp::showFirstWindow() { openDashboard(); }
+void VantrelApp::showFirstWindow() {
+    openDashboard();
+}
 
 } // namespace vantrel

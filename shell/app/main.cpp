@@ -24,13 +24,16 @@ int main(int argc, char** argv) {
         return 0;
     }
     SingleInstance instance;
-    if (!instance.listen()) std::puts("⚠️ A second launch will not find this one: the local socket is taken");
+    if (!instance.listen())
+        std::puts("⚠️ A second launch will not find this one: the local socket is taken");
 
     QuitSignals quitSignals;
     VantrelApp vantrel;
     QObject::connect(&instance, &SingleInstance::showRequested, &vantrel, &VantrelApp::showFirstWindow);
-    QObject::connect(&quitSignals, &QuitSignals::quitRequested, &vantrel, [&] { vantrel.viewModel().quitApp(); });
+    QObject::connect(&quitSignals, &QuitSignals::quitRequested, &vantrel,
+                     [&] { vantrel.viewModel().quitApp(); });
     // The session is ending: stop and finish like Quit.
-    QObject::connect(&app, &QGuiApplication::commitDataRequest, &vantrel, [&] { vantrel.viewModel().quitApp(); });
+    QObject::connect(&app, &QGuiApplication::commitDataRequest, &vantrel,
+                     [&] { vantrel.viewModel().quitApp(); });
     return app.exec();
 }

@@ -5,8 +5,9 @@
 namespace vantrel {
 
 std::shared_ptr<AlertPresenter> AlertPresenter::shared() {
-    return SharedInstance<AlertPresenter>::getOrMake(
-        [] { return std::static_pointer_cast<AlertPresenter>(std::make_shared<AlertPresenterMessageBox>()); });
+    return SharedInstance<AlertPresenter>::getOrMake([] {
+        return std::static_pointer_cast<AlertPresenter>(std::make_shared<AlertPresenterMessageBox>());
+    });
 }
 
 void AlertPresenter::setShared(std::shared_ptr<AlertPresenter> presenter) {

@@ -9,7 +9,8 @@
 namespace vantrel {
 
 QCoro::Task<int> AlertPresenterMessageBox::runModal(AlertRequest request) {
-    QPointer<QMessageBox> box = new QMessageBox(QMessageBox::Warning, request.messageText, request.messageText);
+    QPointer<QMessageBox> box =
+        new QMessageBox(QMessageBox::Warning, request.messageText, request.messageText);
     box->setAttribute(Qt::WA_DeleteOnClose, false);
     box->setInformativeText(request.informativeText);
     box->setText(request.messageText);
@@ -21,7 +22,11 @@ QCoro::Task<int> AlertPresenterMessageBox::runModal(AlertRequest request) {
         button->setAccessibleName(title);
         buttons.push_back(button);
     }
-    if (!buttons.empty()) box->setDefaultButton(static_cast<QPushButton*>(buttons.front()));
+    if (!buttons.empty()) {
+        box->setDefaultButton(static_cast<QPushButton*>(buttons.front()));
+        // Escape answers as the last button, which is the cancelling one.
+        box->setEscapeButton(buttons.back());
+    }
     box->setWindowModality(Qt::ApplicationModal);
     box->open();
     // The menu-bar app has no window in front: bring the alert up over the
@@ -32,7 +37,8 @@ QCoro::Task<int> AlertPresenterMessageBox::runModal(AlertRequest request) {
     int response = 0;
     if (box) {
         for (size_t index = 0; index < buttons.size(); ++index)
-            if (box->clickedButton() == buttons[index]) response = kAlertFirstButtonReturn + static_cast<int>(index);
+            if (box->clickedButton() == buttons[index])
+                response = kAlertFirstButtonReturn + static_cast<int>(index);
         box->deleteLater();
     }
     co_return response;

@@ -19,9 +19,15 @@ public:
     bool trayAvailable() const { return trayAvailable_; }
     void setTrayAvailable(bool value);
 
-    Q_INVOKABLE void openSettings() { if (onOpenSettings) onOpenSettings(); }
-    Q_INVOKABLE void checkForUpdates() { if (onCheckForUpdates) onCheckForUpdates(); }
-    Q_INVOKABLE void quit() { if (onQuit) onQuit(); }
+    Q_INVOKABLE void openSettings() {
+        if (onOpenSettings) onOpenSettings();
+    }
+    Q_INVOKABLE void checkForUpdates() {
+        if (onCheckForUpdates) onCheckForUpdates();
+    }
+    Q_INVOKABLE void quit() {
+        if (onQuit) onQuit();
+    }
 
     std::function<void()> onOpenSettings;
     std::function<void()> onCheckForUpdates;

@@ -2,28 +2,29 @@
 // takes the keyboard from the user's application, on every desktop, kept
 // out of the taskbar and pager, centred 40 px below the top of the primary
 // screen's available area.
-#include "shell/controlbar/ControlBarWindowManager.h"
-
 #include "platform/displays/WindowManagerHints.h"
 #include "settings/AppSettings.h"
+#include "shell/controlbar/ControlBarWindowManager.h"
 
 #include <QAction>
 #include <QActionGroup>
 #include <QApplication>
 #include <QMenu>
-#include <QToolTip>
 #include <QQmlContext>
 #include <QQuickItem>
 #include <QQuickView>
 #include <QRegion>
 #include <QScreen>
 #include <QSurfaceFormat>
+#include <QToolTip>
 
 namespace vantrel {
 
 namespace {
 
-bool onX11() { return QGuiApplication::platformName() == QLatin1String("xcb"); }
+bool onX11() {
+    return QGuiApplication::platformName() == QLatin1String("xcb");
+}
 
 /// The capsule's outline: a rectangle between two half discs.
 QRegion capsuleRegion(QSize size) {
@@ -38,7 +39,8 @@ QRegion capsuleRegion(QSize size) {
 
 void ControlBarWindowManager::createWindow() {
     auto view = std::make_unique<QQuickView>();
-    view->setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus);
+    view->setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                   Qt::WindowDoesNotAcceptFocus);
     view->setTitle(QStringLiteral("Vantrel Control Bar"));
     QSurfaceFormat format = view->format();
     format.setAlphaBufferSize(8); // an ARGB window, for the capsule's clear corners
@@ -48,7 +50,8 @@ void ControlBarWindowManager::createWindow() {
     view->rootContext()->setContextProperty(QStringLiteral("bar"), this);
     view->rootContext()->setContextProperty(QStringLiteral("settings"), settings_.get());
     view->setSource(QUrl(QStringLiteral("qrc:/vantrel/controlbar/ControlBar.qml")));
-    for (const auto& error : view->errors()) qWarning("control bar: %s", qPrintable(error.toString()));
+    for (const auto& error : view->errors())
+        qWarning("control bar: %s", qPrintable(error.toString()));
 
     QRect area;
     if (QScreen* screen = QGuiApplication::primaryScreen()) area = screen->availableGeometry();
@@ -80,7 +83,9 @@ void ControlBarWindowManager::applyCaptureProperties() {
     if (window_) window_->setProperty("vantrelIncludeInCapture", settings_->includeAppInCapture());
 }
 
-bool ControlBarWindowManager::beginSystemMove() { return window_ && window_->startSystemMove(); }
+bool ControlBarWindowManager::beginSystemMove() {
+    return window_ && window_->startSystemMove();
+}
 
 void ControlBarWindowManager::moveBy(int dx, int dy) {
     if (window_) window_->setPosition(window_->position() + QPoint(dx, dy));
@@ -105,9 +110,8 @@ void ControlBarWindowManager::showDeviceMenu(const QString& kind, int globalX, i
         action->setCheckable(true);
         action->setChecked(id == current);
         group->addAction(action);
-        connect(action, &QAction::triggered, this, [this, camera, id] {
-            camera ? selectCamera(id) : selectMicrophone(id);
-        });
+        connect(action, &QAction::triggered, this,
+                [this, camera, id] { camera ? selectCamera(id) : selectMicrophone(id); });
     }
     menu->popup(QPoint(globalX, globalY));
 }
@@ -116,6 +120,8 @@ void ControlBarWindowManager::showTip(const QString& text, int globalX, int glob
     QToolTip::showText(QPoint(globalX, globalY), text);
 }
 
-void ControlBarWindowManager::hideTip() { QToolTip::hideText(); }
+void ControlBarWindowManager::hideTip() {
+    QToolTip::hideText();
+}
 
 } // namespace vantrel

@@ -197,12 +197,24 @@ void ControlBarWindowManager::cancelCountdownPressed() {
     runCallback(onCancelStandby);
 }
 
-void ControlBarWindowManager::cancelStandbyPressed() { runCallback(onCancelStandby); }
-void ControlBarWindowManager::startPressed() { runCallback(onCountdownStart); }
-void ControlBarWindowManager::pausePressed() { runCallback(onTogglePause); }
-void ControlBarWindowManager::stopPressed() { runCallback(onStopRecording); }
+void ControlBarWindowManager::cancelStandbyPressed() {
+    runCallback(onCancelStandby);
+}
+void ControlBarWindowManager::startPressed() {
+    runCallback(onCountdownStart);
+}
+void ControlBarWindowManager::pausePressed() {
+    runCallback(onTogglePause);
+}
+void ControlBarWindowManager::stopPressed() {
+    runCallback(onStopRecording);
+}
 
-void ControlBarWindowManager::selectCamera(const QString& uniqueID) { settings_->setSelectedCameraID(uniqueID); }
-void ControlBarWindowManager::selectMicrophone(const QString& uniqueID) { settings_->setSelectedMicID(uniqueID); }
+void ControlBarWindowManager::selectCamera(const QString& uniqueID) {
+    settings_->setSelectedCameraID(uniqueID);
+}
+void ControlBarWindowManager::selectMicrophone(const QString& uniqueID) {
+    settings_->setSelectedMicID(uniqueID);
+}
 
 } // namespace vantrel

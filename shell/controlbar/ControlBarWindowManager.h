@@ -31,7 +31,8 @@ class ControlBarWindowManager final : public QObject {
     Q_PROPERTY(bool isPaused READ isPaused NOTIFY stateChanged)
     Q_PROPERTY(int countdownRemaining READ countdownRemaining NOTIFY countdownRemainingChanged)
     Q_PROPERTY(QString elapsedText READ elapsedText NOTIFY elapsedSecondsChanged)
-    Q_PROPERTY(bool isWebcamEnabled READ isWebcamEnabled WRITE setIsWebcamEnabled NOTIFY isWebcamEnabledChanged)
+    Q_PROPERTY(
+        bool isWebcamEnabled READ isWebcamEnabled WRITE setIsWebcamEnabled NOTIFY isWebcamEnabledChanged)
     Q_PROPERTY(bool isMicMuted READ isMicMuted WRITE setIsMicMuted NOTIFY isMicMutedChanged)
     Q_PROPERTY(bool systemAudioIndicator READ systemAudioIndicator NOTIFY indicatorsChanged)
     Q_PROPERTY(bool keystrokesIndicator READ keystrokesIndicator NOTIFY indicatorsChanged)

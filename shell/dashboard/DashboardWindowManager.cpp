@@ -12,7 +12,9 @@ namespace vantrel {
 
 DashboardWindowManager::DashboardWindowManager() = default;
 
-DashboardWindowManager::~DashboardWindowManager() { close(); }
+DashboardWindowManager::~DashboardWindowManager() {
+    close();
+}
 
 void DashboardWindowManager::show(MenuBarViewModel& viewModel) {
     if (window_) {

@@ -17,7 +17,8 @@ MenuBarViewModel::MenuBarViewModel(std::shared_ptr<RecorderControl> recorder, st
       terminate_(terminate ? std::move(terminate) : [] { QCoreApplication::exit(0); }),
       settings_(AppSettings::shared()) {
     controlBar_->onCountdownStart = weakly(this, [](MenuBarViewModel& model) { model.beginRecordingFlow(); });
-    controlBar_->onStartRecording = weakly(this, [](MenuBarViewModel& model) { model.startAfterCountdown(); });
+    controlBar_->onStartRecording =
+        weakly(this, [](MenuBarViewModel& model) { model.startAfterCountdown(); });
     controlBar_->onCancelStandby = weakly(this, [](MenuBarViewModel& model) { model.cancelStandby(); });
     controlBar_->onStopRecording = weakly(this, [](MenuBarViewModel& model) { model.stopAndReturnToIdle(); });
     controlBar_->onTogglePause = weakly(this, [](MenuBarViewModel& model) { model.togglePause(); });
@@ -63,9 +64,8 @@ void MenuBarViewModel::closeDashboard() {
 void MenuBarViewModel::installGlobalHotkey() {
     auto events = InputEvents::shared();
     auto token = std::make_unique<GlobalHotkeyToken>(events);
-    const auto handler = weakly(this, [](MenuBarViewModel& model, const NSEvent& event) {
-        model.handleHotkeyEvent(event);
-    });
+    const auto handler =
+        weakly(this, [](MenuBarViewModel& model, const NSEvent& event) { model.handleHotkeyEvent(event); });
     token->globalHotkeyMonitor = events->addGlobalMonitorForEvents(maskOf(NSEventType::keyDown), handler);
     // On X11 the global monitor already sees our own windows' keys; the
     // local one exists where the service gives it.
@@ -84,7 +84,9 @@ void MenuBarViewModel::handleHotkeyEvent(const NSEvent& event) {
 
 // --- Commands --------------------------------------------------------------------
 
-void MenuBarViewModel::toggleRecording() { toggleRecordingBody(); }
+void MenuBarViewModel::toggleRecording() {
+    toggleRecordingBody();
+}
 
 QCoro::Task<> MenuBarViewModel::toggleRecordingBody() {
     switch (state_) {
@@ -123,9 +125,10 @@ void MenuBarViewModel::togglePause() {
 
 void MenuBarViewModel::startPauseBlink() {
     setShowPauseIcon(true);
-    blinkTimer_ = NSTimer::scheduledTimer(kPauseBlinkIntervalSeconds, true, weakly(this, [](MenuBarViewModel& model, NSTimer&) {
-        model.setShowPauseIcon(!model.showPauseIcon_);
-    }));
+    blinkTimer_ = NSTimer::scheduledTimer(kPauseBlinkIntervalSeconds, true,
+                                          weakly(this, [](MenuBarViewModel& model, NSTimer&) {
+                                              model.setShowPauseIcon(!model.showPauseIcon_);
+                                          }));
 }
 
 void MenuBarViewModel::stopPauseBlink() {

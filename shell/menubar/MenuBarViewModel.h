@@ -12,13 +12,12 @@
 // hold it weakly.
 
 #include "devices/ScreenRecorderError.h"
+#include "platform/runtime/NSTimer.h"
 #include "shell/common/AlertPresenter.h"
 #include "shell/common/AppRecordingState.h"
 #include "shell/menubar/GlobalHotkey.h"
 #include "shell/menubar/PermissionAlerts.h"
 #include "shell/menubar/RecorderControl.h"
-
-#include "platform/runtime/NSTimer.h"
 
 #include <QCoro/QCoroTask>
 #include <QObject>
@@ -72,7 +71,9 @@ public:
 
     RecordingState state() const { return state_; }
     int stateValue() const { return static_cast<int>(state_); }
-    bool isRecording() const { return state_ == RecordingState::recording || state_ == RecordingState::paused; }
+    bool isRecording() const {
+        return state_ == RecordingState::recording || state_ == RecordingState::paused;
+    }
     bool isPaused() const { return state_ == RecordingState::paused; }
     bool showPauseIcon() const { return showPauseIcon_; }
     const QString& errorMessage() const { return errorMessage_; }

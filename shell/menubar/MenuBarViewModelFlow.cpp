@@ -1,8 +1,6 @@
 // The road of one recording through the model: the pre-flight checks and
 // their alerts, the countdown with the preparation behind it, the start,
 // a missing device, and the stop.
-#include "shell/menubar/MenuBarViewModel.h"
-
 #include "platform/camera/CaptureDevice.h"
 #include "platform/core/ConsoleLine.h"
 #include "platform/core/WeakClosure.h"
@@ -10,16 +8,19 @@
 #include "platform/runtime/Workspace.h"
 #include "settings/AppSettings.h"
 #include "shell/controlbar/ControlBarWindowManager.h"
+#include "shell/menubar/MenuBarViewModel.h"
 
-#include <QCoro/QCoroTimer>
 #include <QCoreApplication>
+#include <QCoro/QCoroTimer>
 #include <chrono>
 
 namespace vantrel {
 
 namespace {
 
-QString errorText(const std::exception& error) { return QString::fromUtf8(error.what()); }
+QString errorText(const std::exception& error) {
+    return QString::fromUtf8(error.what());
+}
 
 } // namespace
 
@@ -63,7 +64,8 @@ MenuBarViewModel::PermissionStatus MenuBarViewModel::collectPermissionStatus() c
     };
     if (settings_->enableMicAudio())
         inspect(AVMediaType::audio, status.microphoneUndecided, DeniedPermission::Kind::microphone);
-    if (settings_->showWebcam()) inspect(AVMediaType::video, status.cameraUndecided, DeniedPermission::Kind::camera);
+    if (settings_->showWebcam())
+        inspect(AVMediaType::video, status.cameraUndecided, DeniedPermission::Kind::camera);
     return status;
 }
 
@@ -89,21 +91,28 @@ QCoro::Task<bool> MenuBarViewModel::confirmDeniedPermissions(std::vector<DeniedP
             if (!NSWorkspace::openURL(url)) {
                 // No settings program on this desktop: say what to do instead.
                 AlertRequest manual{permissionAlert(permission, language).messageText,
-                                    QString::fromStdString(manualInstructionForURL(url)), {QStringLiteral("OK")}};
+                                    QString::fromStdString(manualInstructionForURL(url)),
+                                    {QStringLiteral("OK")}};
                 co_await alerts->runModal(manual);
             }
             co_return false;
         }
-        if (response != kAlertFirstButtonReturn + 1 || permission.kind == DeniedPermission::Kind::screenRecording)
+        if (response != kAlertFirstButtonReturn + 1 ||
+            permission.kind == DeniedPermission::Kind::screenRecording)
             co_return false;
         switch (permission.kind) {
-        case DeniedPermission::Kind::microphone: settings_->setEnableMicAudio(false); break;
-        case DeniedPermission::Kind::camera: settings_->setShowWebcam(false); break;
+        case DeniedPermission::Kind::microphone:
+            settings_->setEnableMicAudio(false);
+            break;
+        case DeniedPermission::Kind::camera:
+            settings_->setShowWebcam(false);
+            break;
         case DeniedPermission::Kind::accessibility:
             if (permission.showKeystrokes) settings_->setShowKeystrokes(false);
             if (permission.showMouseClicks) settings_->setShowMouseClicks(false);
             break;
-        case DeniedPermission::Kind::screenRecording: break;
+        case DeniedPermission::Kind::screenRecording:
+            break;
         }
     }
     co_return true;
@@ -127,7 +136,8 @@ QCoro::Task<> MenuBarViewModel::prepareDuringCountdown() {
         co_await recorder_->prepareRecording();
         co_return;
     } catch (const ScreenRecorderError& error) {
-        if (error.context()) missing = *error.context();
+        if (error.context())
+            missing = *error.context();
         else {
             printLine(std::string("⚠️ prepareRecording failed: ") + error.what());
             setErrorMessage(error.localizedDescription());
@@ -159,7 +169,8 @@ QCoro::Task<> MenuBarViewModel::startAfterCountdown() {
             printLine("⚠️ The recording did not start: the screen or its input could not be captured");
         co_return;
     } catch (const ScreenRecorderError& error) {
-        if (error.context()) missing = *error.context();
+        if (error.context())
+            missing = *error.context();
         else {
             setErrorMessage(error.localizedDescription());
             printLine(std::string("⚠️ startRecording failed: ") + error.what());
@@ -182,7 +193,8 @@ QCoro::Task<> MenuBarViewModel::handleDeviceNotFound(DeviceNotFoundContext conte
     if (isShowingDeviceAlert_) co_return;
     isShowingDeviceAlert_ = true;
     if (isCounting) controlBar_->stopCountdown();
-    AlertRequest alert{QCoreApplication::translate("MenuBarViewModel", "Device Not Found"), context.message,
+    AlertRequest alert{QCoreApplication::translate("MenuBarViewModel", "Device Not Found"),
+                       context.message,
                        {QCoreApplication::translate("MenuBarViewModel", "Continue Without It"),
                         QCoreApplication::translate("MenuBarViewModel", "Cancel Recording")}};
     // On the next turn of the main loop, as the alert must not run inside the failing call.

@@ -53,9 +53,10 @@ Texts japaneseTexts(Kind kind) {
                 "Webカメラを使用するには、システム設定でカメラの許可が必要です。\n\n「カメラ設定を開く」で"
                 "システム設定を開き、Vantrelを許可してから録画を開始してください。"};
     case Kind::accessibility:
-        return {"アクセシビリティの許可が必要です", "アクセシビリティを開く",
-                "を使用するには、システム設定でアクセシビリティの許可が必要です。\n\n「アクセシビリティを開く」"
-                "でシステム設定を開き、Vantrelを許可してから録画を開始してください。"};
+        return {
+            "アクセシビリティの許可が必要です", "アクセシビリティを開く",
+            "を使用するには、システム設定でアクセシビリティの許可が必要です。\n\n「アクセシビリティを開く」"
+            "でシステム設定を開き、Vantrelを許可してから録画を開始してください。"};
     }
     return {};
 }
@@ -83,8 +84,9 @@ AlertRequest permissionAlert(const DeniedPermission& permission, AlertLanguage l
     request.messageText = QString::fromUtf8(texts.title);
     if (permission.kind == Kind::accessibility) {
         const QString feature = featureName(permission, language);
-        request.informativeText = japanese ? feature + QString::fromUtf8(texts.text)
-                                           : QStringLiteral("To use ") + feature + QString::fromUtf8(texts.text);
+        request.informativeText = japanese
+                                      ? feature + QString::fromUtf8(texts.text)
+                                      : QStringLiteral("To use ") + feature + QString::fromUtf8(texts.text);
     } else {
         request.informativeText = QString::fromUtf8(texts.text);
     }
@@ -98,10 +100,14 @@ AlertRequest permissionAlert(const DeniedPermission& permission, AlertLanguage l
 
 const char* permissionSettingsURL(Kind kind) {
     switch (kind) {
-    case Kind::screenRecording: return PermissionsManager::kScreenCaptureSettingsURL;
-    case Kind::microphone: return PermissionsManager::kMicrophoneSettingsURL;
-    case Kind::camera: return PermissionsManager::kCameraSettingsURL;
-    case Kind::accessibility: return PermissionsManager::kAccessibilitySettingsURL;
+    case Kind::screenRecording:
+        return PermissionsManager::kScreenCaptureSettingsURL;
+    case Kind::microphone:
+        return PermissionsManager::kMicrophoneSettingsURL;
+    case Kind::camera:
+        return PermissionsManager::kCameraSettingsURL;
+    case Kind::accessibility:
+        return PermissionsManager::kAccessibilitySettingsURL;
     }
     return "";
 }

@@ -28,8 +28,14 @@ QCoro::Task<> ScreenRecorderControl::stopRecording() {
     co_await recorder->stopRecording();
 }
 
-void ScreenRecorderControl::pause() { recorder_->pause(); }
-void ScreenRecorderControl::resume() { recorder_->resume(); }
-bool ScreenRecorderControl::isCurrentlyRecording() const { return recorder_->isCurrentlyRecording(); }
+void ScreenRecorderControl::pause() {
+    recorder_->pause();
+}
+void ScreenRecorderControl::resume() {
+    recorder_->resume();
+}
+bool ScreenRecorderControl::isCurrentlyRecording() const {
+    return recorder_->isCurrentlyRecording();
+}
 
 } // namespace vantrel

@@ -10,7 +10,9 @@
 namespace vantrel {
 
 OnboardingWindowManager::OnboardingWindowManager() = default;
-OnboardingWindowManager::~OnboardingWindowManager() { close(); }
+OnboardingWindowManager::~OnboardingWindowManager() {
+    close();
+}
 
 void OnboardingWindowManager::show() {
     if (window_) {

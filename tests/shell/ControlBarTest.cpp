@@ -1,10 +1,9 @@
 // The control bar offscreen: its three layouts drawn (and saved for a look),
 // where it opens, its countdown and clock, and the switches that write
 // through to the settings.
-#include "shell/controlbar/ControlBarWindowManager.h"
-
 #include "ShellFixture.h"
 #include "shell/app/TrayIcons.h"
+#include "shell/controlbar/ControlBarWindowManager.h"
 
 #include <QDir>
 #include <QGuiApplication>
@@ -19,7 +18,9 @@ using State = AppRecordingState;
 
 namespace {
 
-bool isRecordingRed(QRgb pixel) { return qRed(pixel) > 200 && qGreen(pixel) < 110 && qBlue(pixel) < 110; }
+bool isRecordingRed(QRgb pixel) {
+    return qRed(pixel) > 200 && qGreen(pixel) < 110 && qBlue(pixel) < 110;
+}
 
 /// Pixels of the recording red in the columns [fromX, toX) of the image.
 int redPixels(const QImage& image, int fromX, int toX) {
@@ -173,12 +174,16 @@ TEST(TrayIconsTest, EachStateHasItsOwnColourAndShape) {
     const auto count = [](const QImage& image, auto test) {
         int n = 0;
         for (int y = 0; y < image.height(); ++y)
-            for (int x = 0; x < image.width(); ++x) n += test(image.pixel(x, y)) ? 1 : 0;
+            for (int x = 0; x < image.width(); ++x)
+                n += test(image.pixel(x, y)) ? 1 : 0;
         return n;
     };
-    const auto orange = [](QRgb p) { return qAlpha(p) > 200 && qRed(p) > 200 && qGreen(p) > 110 && qGreen(p) < 190 && qBlue(p) < 60; };
+    const auto orange = [](QRgb p) {
+        return qAlpha(p) > 200 && qRed(p) > 200 && qGreen(p) > 110 && qGreen(p) < 190 && qBlue(p) < 60;
+    };
     EXPECT_EQ(count(idle, isRecordingRed), 0);
-    EXPECT_GT(count(idle, [](QRgb p) { return qAlpha(p) > 200 && qRed(p) == 0x40; }), 50) << "an outline in the panel's colour";
+    EXPECT_GT(count(idle, [](QRgb p) { return qAlpha(p) > 200 && qRed(p) == 0x40; }), 50)
+        << "an outline in the panel's colour";
     EXPECT_GT(count(recording, isRecordingRed), 300);
     EXPECT_GT(count(pause, orange), 600) << "a full orange disc";
     EXPECT_GT(count(pausedCamera, orange), 300);

@@ -36,12 +36,14 @@ public:
     }
     QCoro::Task<> startRecording() override {
         calls.push_back("start");
-        while (holdStart) co_await QCoro::sleepFor(5ms);
+        while (holdStart)
+            co_await QCoro::sleepFor(5ms);
         if (auto fail = std::exchange(startThrows, nullptr)) fail();
     }
     QCoro::Task<> stopRecording() override {
         calls.push_back("stop");
-        while (holdStop) co_await QCoro::sleepFor(5ms);
+        while (holdStop)
+            co_await QCoro::sleepFor(5ms);
         if (auto fail = std::exchange(stopThrows, nullptr)) fail();
         calls.push_back("stopped");
     }
@@ -64,18 +66,22 @@ constexpr uint64_t kCapsLock = 0x10000;
 class MenuBarViewModelTest : public ShellFixture {
 protected:
     MenuBarViewModelTest() {
-        model = std::make_unique<MenuBarViewModel>(recorder, [this] { recorder->calls.push_back("terminate"); });
+        model =
+            std::make_unique<MenuBarViewModel>(recorder, [this] { recorder->calls.push_back("terminate"); });
     }
 
     ControlBarWindowManager& bar() { return model->controlBar(); }
     bool barOpen() { return bar().window() != nullptr; }
 
     /// Runs the loop until the state is reached; the flows only wait on the loop.
-    bool reach(State state) { return waitUntil([&] { return model->state() == state; }, 10s); }
+    bool reach(State state) {
+        return waitUntil([&] { return model->state() == state; }, 10s);
+    }
 
     /// The countdown's three seconds, stepped by hand.
     void finishCountdown() {
-        while (bar().countdownRemaining() > 0) bar().countdownTick();
+        while (bar().countdownRemaining() > 0)
+            bar().countdownTick();
     }
 
     void startRecording() {
@@ -226,7 +232,8 @@ TEST_F(MenuBarViewModelTest, PermissionAlertsComeInOrderAndTurnOffWhatTheUserGiv
     settings->setShowWebcam(true);
     media->videoStatus = AVAuthorizationStatusDenied;
     alerts->shown.clear();
-    alerts->responses = {kAlertFirstButtonReturn + 1, kAlertFirstButtonReturn + 1, kAlertFirstButtonReturn + 1};
+    alerts->responses = {kAlertFirstButtonReturn + 1, kAlertFirstButtonReturn + 1,
+                         kAlertFirstButtonReturn + 1};
     model->toggleRecording();
     ASSERT_TRUE(reach(State::standby));
     ASSERT_EQ(alerts->shown.size(), 3u);
@@ -274,7 +281,8 @@ TEST_F(MenuBarViewModelTest, OpenSettingsNeverStartsAndJapaneseComesWithTheLocal
     ASSERT_TRUE(waitUntil([&] { return alerts->shown.size() == 2 && !alerts->waiting; }, 10s));
     QLocale::setDefault(QLocale::c());
     EXPECT_EQ(alerts->shown[0].messageText, "カメラの許可が必要です");
-    EXPECT_EQ(alerts->shown[0].buttons, (QStringList{"カメラ設定を開く", "この機能をオフにして続行", "キャンセル"}));
+    EXPECT_EQ(alerts->shown[0].buttons,
+              (QStringList{"カメラ設定を開く", "この機能をオフにして続行", "キャンセル"}));
     EXPECT_FALSE(alerts->shown[1].informativeText.isEmpty());
     runMainLoopFor(50ms);
     EXPECT_EQ(model->state(), State::idle);
@@ -307,7 +315,8 @@ TEST_F(MenuBarViewModelTest, AMissingDeviceAsksOnceThenRunsAFreshCountdownOrCanc
     EXPECT_EQ(alerts->shown[0].messageText, "Device Not Found");
     EXPECT_EQ(alerts->shown[0].buttons, (QStringList{"Continue Without It", "Cancel Recording"}));
     alerts->responses = {kAlertFirstButtonReturn};
-    ASSERT_TRUE(waitUntil([&] { return std::count(recorder->calls.begin(), recorder->calls.end(), "prepare") == 2; }, 10s));
+    ASSERT_TRUE(waitUntil(
+        [&] { return std::count(recorder->calls.begin(), recorder->calls.end(), "prepare") == 2; }, 10s));
     EXPECT_FALSE(settings->enableMicAudio());
     EXPECT_EQ(model->state(), State::standby);
     EXPECT_EQ(bar().countdownRemaining(), 3);

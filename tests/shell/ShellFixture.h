@@ -48,7 +48,8 @@ public:
     QCoro::Task<int> runModal(AlertRequest request) override {
         shown.push_back(request);
         waiting = true;
-        while (responses.empty()) co_await QCoro::sleepFor(std::chrono::milliseconds(5));
+        while (responses.empty())
+            co_await QCoro::sleepFor(std::chrono::milliseconds(5));
         waiting = false;
         const int response = responses.front();
         responses.pop_front();
@@ -64,7 +65,8 @@ class ShellFixture : public ::testing::Test {
 protected:
     ShellFixture() {
         guiApp();
-        auto store = std::make_shared<UserDefaultsQSettings>(QString::fromStdString(home.settingsFile().string()));
+        auto store =
+            std::make_shared<UserDefaultsQSettings>(QString::fromStdString(home.settingsFile().string()));
         settings = std::make_shared<AppSettings>(store, std::make_shared<BookmarkManager>(store),
                                                  std::make_shared<FixedDisplay>());
         AppSettings::setShared(settings);

@@ -22,12 +22,15 @@ namespace {
 // Keycodes of the server's default layout (evdev + 8).
 constexpr uint32_t kControl = 37, kAlt = 64, kR = 27;
 
-std::string windowTree() { return commandOutput("xwininfo -root -tree").value_or(""); }
+std::string windowTree() {
+    return commandOutput("xwininfo -root -tree").value_or("");
+}
 
 /// The geometry "WxH+X+Y" of the window named exactly `name`, from the tree.
 std::optional<QRect> windowNamed(const std::string& name) {
-    const QRegularExpression line(QStringLiteral("\"%1\": \\([^)]*\\)\\s+(\\d+)x(\\d+)\\+-?\\d+\\+-?\\d+\\s+\\+(-?\\d+)\\+(-?\\d+)")
-                                      .arg(QRegularExpression::escape(QString::fromStdString(name))));
+    const QRegularExpression line(
+        QStringLiteral("\"%1\": \\([^)]*\\)\\s+(\\d+)x(\\d+)\\+-?\\d+\\+-?\\d+\\s+\\+(-?\\d+)\\+(-?\\d+)")
+            .arg(QRegularExpression::escape(QString::fromStdString(name))));
     const auto match = line.match(QString::fromStdString(windowTree()));
     if (!match.hasMatch()) return std::nullopt;
     return QRect(match.captured(3).toInt(), match.captured(4).toInt(), match.captured(1).toInt(),
@@ -42,8 +45,10 @@ protected:
         fs::create_directories(home.configHome() / "Vantrel");
         std::ofstream(home.settingsFile()) << "[General]\nhasCompletedOnboarding=true\n"
                                               "openFinderAfterRecording=false\nsaveFullScreenBackup=true\n";
-        tray.start("trayer", {"--edge", "bottom", "--widthtype", "pixel", "--width", "64", "--transparent", "false"});
-        ASSERT_TRUE(waitUntil([] { return windowNamed("panel").has_value(); }, 20s)) << "trayer did not start";
+        tray.start("trayer",
+                   {"--edge", "bottom", "--widthtype", "pixel", "--width", "64", "--transparent", "false"});
+        ASSERT_TRUE(waitUntil([] { return windowNamed("panel").has_value(); }, 20s))
+            << "trayer did not start";
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert("QT_QUICK_BACKEND", "software");
         app.setProcessEnvironment(env);
@@ -62,17 +67,20 @@ protected:
 
     /// Runs the loop until the app has printed `line`; takes the output up to it.
     bool printed(const std::string& line, std::chrono::milliseconds timeout) {
-        return waitUntil([&] {
-            output += app.readAllStandardOutput().toStdString();
-            const auto at = output.find(line + "\n");
-            if (at == std::string::npos) return false;
-            output.erase(0, at + line.size() + 1);
-            return true;
-        }, timeout);
+        return waitUntil(
+            [&] {
+                output += app.readAllStandardOutput().toStdString();
+                const auto at = output.find(line + "\n");
+                if (at == std::string::npos) return false;
+                output.erase(0, at + line.size() + 1);
+                return true;
+            },
+            timeout);
     }
 
     bool dashboardOpen() {
-        return QString::fromStdString(windowTree()).contains(QRegularExpression("\"Vantrel\": \\([^)]*\\)\\s+520x705"));
+        return QString::fromStdString(windowTree())
+            .contains(QRegularExpression("\"Vantrel\": \\([^)]*\\)\\s+520x705"));
     }
 
     /// A finished recording: its pictures decode and it lasts as long as it ran.
@@ -109,11 +117,14 @@ protected:
 
 TEST_F(VantrelAppLiveTest, TheShortcutRecordsIntoDocumentsAndSigtermFinishesTheFiles) {
     // The icon docks into the tray, and the dashboard opens at start.
-    EXPECT_TRUE(waitUntil([] {
-        const std::string tree = windowTree();
-        const auto panel = tree.find("\"panel\"");
-        return panel != std::string::npos && tree.find("\"vantrel\"", panel) != std::string::npos;
-    }, 30s)) << "no window of ours inside trayer's panel";
+    EXPECT_TRUE(waitUntil(
+        [] {
+            const std::string tree = windowTree();
+            const auto panel = tree.find("\"panel\"");
+            return panel != std::string::npos && tree.find("\"vantrel\"", panel) != std::string::npos;
+        },
+        30s))
+        << "no window of ours inside trayer's panel";
     ASSERT_TRUE(waitUntil([&] { return dashboardOpen(); }, 30s)) << "no 520x705 dashboard";
 
     // The bar comes up within a second of the key on an idle machine; five
@@ -133,14 +144,16 @@ TEST_F(VantrelAppLiveTest, TheShortcutRecordsIntoDocumentsAndSigtermFinishesTheF
     auto files = recordings();
     ASSERT_EQ(files.size(), 2u) << output;
     const fs::path full = files[0].string().find("_FullScreen") != std::string::npos ? files[0] : files[1];
-    for (const auto& file : files) expectFinished(file, 1.0);
+    for (const auto& file : files)
+        expectFinished(file, 1.0);
     // The bar stood on a black root window: nothing of it in the picture.
     const auto frame = decodeFrameRgb(full, 1.0, 1920, 1080);
     ASSERT_EQ(frame.size(), 1920u * 1080u * 3u);
     int lit = 0;
     for (int y = bar.top(); y < bar.bottom(); ++y)
         for (int x = bar.left(); x < bar.right(); ++x)
-            for (int c = 0; c < 3; ++c) lit += frame[(static_cast<size_t>(y) * 1920 + x) * 3 + c] > 24;
+            for (int c = 0; c < 3; ++c)
+                lit += frame[(static_cast<size_t>(y) * 1920 + x) * 3 + c] > 24;
     EXPECT_EQ(lit, 0) << "the control bar shows in the full-screen file";
 
     // A second recording, ended by SIGTERM: finished files and exit 0.
@@ -153,5 +166,6 @@ TEST_F(VantrelAppLiveTest, TheShortcutRecordsIntoDocumentsAndSigtermFinishesTheF
     EXPECT_EQ(app.exitCode(), 0) << app.readAllStandardError().right(2000).toStdString();
     files = recordings();
     ASSERT_EQ(files.size(), 4u);
-    for (const auto& file : files) expectFinished(file, 0.5);
+    for (const auto& file : files)
+        expectFinished(file, 0.5);
 }
