@@ -30,7 +30,7 @@ struct Connection {
             xcb_intern_atom_reply(connection, xcb_intern_atom(connection, 0, name.size(), name.c_str()),
                                   nullptr),
             &std::free);
-        return reply ? reply->atom : XCB_ATOM_NONE;
+        return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
     }
 
     void sendToRoot(uint32_t window, xcb_atom_t type, uint32_t d0, uint32_t d1, uint32_t d2) const {
