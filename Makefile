@@ -22,7 +22,7 @@ build: $(BUILD_DIR)/build.ninja
 
 run: deps
 	@$(MAKE) --no-print-directory build
-	@bash scripts/run-record.sh $(BUILD_DIR)/bin
+	@bash scripts/run-app.sh $(BUILD_DIR)/bin
 
 # The frame engine's built-in demo, rendered to build/demo/.
 demo: deps

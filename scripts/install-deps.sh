@@ -35,6 +35,13 @@ packages=(
   libxcb-xinput-dev libxcb-xkb-dev libxcb-xtest0-dev libxkbcommon-dev libxkbcommon-x11-dev xkb-data xdotool
   # accessibility: AT-SPI2 client library; a GTK3 window from Debian's python for its tests
   libatspi2.0-dev python3-gi gir1.2-gtk-3.0
+  # the app: the QML modules the control bar loads at run time (Controls need
+  # their templates), and a Japanese font for the alerts under a Japanese locale
+  qml6-module-qtquick qml6-module-qtquick-window qml6-module-qtquick-controls
+  qml6-module-qtquick-templates qml6-module-qtquick-layouts qml6-module-qtqml-workerscript
+  fonts-ipafont-gothic
+  # the app's tests: an XEmbed tray host for the tray icon, xwininfo for window geometry
+  trayer x11-utils
 )
 
 missing=()

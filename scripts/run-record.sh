@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# What `make run` starts until the app exists: a ten-second headless recording
+# The headless run of `make run` on a machine without a display: a ten-second recording
 # of the primary monitor with vantrel-record (Ctrl+C stops it earlier and
 # still finishes the file). The file lands in the Documents folder, or in
 # the folder chosen in the settings. Without a display, a virtual one
