@@ -29,18 +29,6 @@ protected:
     }
 };
 
-TEST_F(CaretTrackerTest, SmallChangesOfHeightStayOnTheLine) {
-    EXPECT_EQ(type(fieldAt(1000, 500)).targetPoint, (CGPoint{1000, 500}));
-    type(fieldAt(1010, 524.9));
-    EXPECT_EQ(*tracker.caretYLockAnchor(), 500);
-    type(fieldAt(1020, 475.1));
-    EXPECT_EQ(*tracker.caretYLockAnchor(), 500);
-    EXPECT_EQ(tracker.previousCaretCenter()->y, 500);
-
-    type(fieldAt(1030, 525));
-    EXPECT_EQ(*tracker.caretYLockAnchor(), 525);
-}
-
 TEST_F(CaretTrackerTest, AimHoldsInsideTheSafeZoneAndIsDraggedAtItsRim) {
     type(fieldAt(1000, 500));
     // At zoom 2 the safe zone reaches 240 to each side and 135 up and down.
@@ -65,16 +53,6 @@ TEST_F(CaretTrackerTest, ZoomLockOnlyRisesAndByMoreThanTheBand) {
     EXPECT_DOUBLE_EQ(type(fieldWanting(1.24, 1000, 500)).targetZoom, 1.2);
     EXPECT_DOUBLE_EQ(type(fieldWanting(1.3, 1000, 500)).targetZoom, 1.3);
     EXPECT_DOUBLE_EQ(type(fieldWanting(1.0, 1000, 500)).targetZoom, 1.3);
-}
-
-TEST_F(CaretTrackerTest, WantedZoomStaysBetweenOneAndTheCap) {
-    EXPECT_EQ(type(fieldAt(1000, 500, 0, 0)).targetZoom, 2.0);
-    tracker.clear();
-    const CGFloat tall = type(fieldAt(1000, 500, 0, 400)).targetZoom; // fits the height, not the cap
-    EXPECT_GT(tall, 1.0);
-    EXPECT_LT(tall, 2.0);
-    tracker.clear();
-    EXPECT_EQ(type(fieldAt(1000, 500, 3000, 2000)).targetZoom, 1.0);
 }
 
 TEST_F(CaretTrackerTest, OnlyAJumpBeyondTheLimitStartsTheEpisodeOver) {

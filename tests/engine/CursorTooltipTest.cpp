@@ -74,21 +74,6 @@ TEST(CursorTooltipTest, ATextShowsAfterHoldingAFifthOfASecond) {
     EXPECT_FALSE(stalled.tooltip.activeText().has_value());
 }
 
-TEST(CursorTooltipTest, SwitchingKeepsTheOldLabelUntilTheNewOneHolds) {
-    Tooltip t;
-    t.framesUntilShown("First Label");
-    for (int i = 0; i < 60; ++i)
-        t.frame("First Label");
-    EXPECT_GT(t.tooltip.alpha(), 0.99);
-
-    t.frame("Second Label");
-    EXPECT_EQ(t.tooltip.activeText(), "First Label"); // still showing A
-    EXPECT_EQ(t.tooltip.cacheState().cachedText, "First Label");
-    EXPECT_GT(t.tooltip.alpha(), 0.99);
-    EXPECT_EQ(t.framesUntilShown("Second Label"), 13);
-    EXPECT_EQ(t.tooltip.cacheState().cachedText, "Second Label"); // drawn once B took over
-}
-
 TEST(CursorTooltipTest, FadesInAndOutAndForgetsWhenGone) {
     Tooltip t;
     t.framesUntilShown("Preferences");
@@ -110,24 +95,6 @@ TEST(CursorTooltipTest, FadesInAndOutAndForgetsWhenGone) {
     EXPECT_LT(frames, 20); // gone within a third of a second
     EXPECT_EQ(t.tooltip.cacheState().cachedText, "");
     EXPECT_FALSE(t.tooltip.position().has_value());
-}
-
-TEST(CursorTooltipTest, TheBubbleSitsBesideThePointerAndFlipsAtTheEdges) {
-    Tooltip t;
-    t.framesUntilShown("Bookmarks", 100);
-    // Settled in the open: 20 right of and 20 below the pointer.
-    for (int i = 0; i < 240; ++i)
-        t.frame("Bookmarks", {500, 500});
-    const CIImage placed = *t.tooltip.cacheState().cachedImage;
-    const CGSize bubble = placed.extent().size;
-    EXPECT_NEAR(t.tooltip.position()->x, 520, 0.5);
-    EXPECT_NEAR(t.tooltip.position()->y, 500 - 20 - bubble.height, 0.5);
-
-    // Near the right and bottom edges it moves left of and above the pointer.
-    for (int i = 0; i < 240; ++i)
-        t.frame("Bookmarks", {1900, 10});
-    EXPECT_NEAR(t.tooltip.position()->x, 1900 - 20 - bubble.width, 0.5);
-    EXPECT_NEAR(t.tooltip.position()->y, 30, 0.5);
 }
 
 TEST(CursorTooltipTest, TrimmingFollowsWhitespaceRules) {

@@ -1,8 +1,6 @@
 #include "platform/image/AttributedText.h"
 
 #include <gtest/gtest.h>
-#include <thread>
-#include <vector>
 
 namespace vantrel {
 namespace {
@@ -44,42 +42,6 @@ Ink drawAndInk(const NSAttributedString& string, int width, int height, const CG
 }
 
 // ---- Measuring
-
-TEST(AttributedTextTest, SizeGrowsWithTheTextAndTheFont) {
-    const CGSize save = text("Save", 20).size();
-    const CGSize longer = text("Save Document As", 20).size();
-    EXPECT_GT(save.width, 20);
-    EXPECT_GT(longer.width, save.width * 2.5);
-    EXPECT_DOUBLE_EQ(longer.height, save.height) << "one line, one height";
-    // A line is about the em plus descent and gap.
-    EXPECT_GT(save.height, 20 * 1.0);
-    EXPECT_LT(save.height, 20 * 1.6);
-
-    const CGSize doubled = text("Save Document As", 40).size();
-    EXPECT_NEAR(doubled.width, 2 * longer.width, longer.width * 0.05);
-    EXPECT_NEAR(doubled.height, 2 * longer.height, longer.height * 0.05);
-
-    EXPECT_GT(text("Save", 20, NSFontWeightBold).size().width, save.width);
-    EXPECT_NEAR(text("two\nlines", 20).size().height, 2 * save.height, 1.0);
-    EXPECT_EQ(text("", 20).size().width, 0);
-    EXPECT_EQ(text("Save", 0).size(), CGSize{});
-}
-
-TEST(AttributedTextTest, EveryThreadMeasuresAlike) {
-    const CGSize expected = text("⌘⇧ Export…", 31, NSFontWeightBold).size();
-    std::vector<CGSize> seen(4);
-    std::vector<std::thread> threads;
-    for (size_t i = 0; i < seen.size(); ++i) {
-        threads.emplace_back([&seen, i] {
-            for (int n = 0; n < 20; ++n)
-                seen[i] = text("⌘⇧ Export…", 31, NSFontWeightBold).size();
-        });
-    }
-    for (auto& thread : threads)
-        thread.join();
-    for (const CGSize& size : seen)
-        EXPECT_EQ(size, expected);
-}
 
 // ---- Drawing
 

@@ -94,18 +94,6 @@ TEST(ImageRenderingTest, ACropReachingPastTheSourceLeavesTheRestTransparent) {
     EXPECT_EQ(at(*out, 3, 3), kClear);
 }
 
-TEST(ImageRenderingTest, CompositesPremultipliedColoursOverTheirOwnRectangle) {
-    Rendered r;
-    // White at 50 % over opaque red, only on the 2x2 square at (1, 1).
-    const CIImage veil = CIImage::fromColor({1, 1, 1, 0.5}).croppedTo({1, 1, 2, 2});
-    auto out = r.render(veil.compositedOver(CIImage::fromPixelBuffer(solid(4, 4, kRed))), 4, 4);
-    EXPECT_EQ(at(*out, 0, 0), kRed);
-    // 128 + 255 * (1 - 128/255) for red, 128 for blue and green.
-    EXPECT_EQ(at(*out, 1, 1), (Pixel{128, 128, 255, 255}));
-    EXPECT_EQ(at(*out, 2, 2), (Pixel{128, 128, 255, 255}));
-    EXPECT_EQ(at(*out, 3, 3), kRed);
-}
-
 TEST(ImageRenderingTest, BitmapsLandOnWholePixelsExactlyAndResampleBetweenThem) {
     Rendered r;
     auto dot = solid(2, 2, kBlue);
@@ -156,11 +144,4 @@ TEST(ImageRenderingTest, AlphaVectorFadesAndMaskChoosesBetweenTwoImages) {
     EXPECT_EQ(at(*chosen, 3, 3), kBlue);
 
     EXPECT_EQ(CIFilter::filterWithName("CIUnknownFilter"), nullptr);
-}
-
-TEST(ImageRenderingTest, EmptyImagesRenderAsTransparent) {
-    Rendered r;
-    auto out = r.render(CIImage(), 3, 3);
-    EXPECT_EQ(at(*out, 1, 1), kClear);
-    EXPECT_TRUE(CIImage::fromPixelBuffer(solid(2, 2, kRed)).croppedTo({5, 5, 1, 1}).isEmpty());
 }
