@@ -57,15 +57,6 @@ NSAttributedString KeystrokeOverlay::pillText(const std::string& text, CGFloat f
 
 std::optional<CIImage> KeystrokeOverlay::drawPill(const std::string& text, double lastKeystrokeTime) const {
     const CGFloat w = targetOutputSize_.width, h = targetOutputSize_.height;
-    // A bitmap of the whole frame is cheap to have: its memory is reused and
-    // only what is drawn on it costs, to draw and to clear again.
-    auto context = CGBitmapContextCreate(static_cast<int>(w), static_cast<int>(h));
-    if (!context) return std::nullopt;
-    CGContext& cg = *context;
-    CGContextClearRect(cg, CGRect(0, 0, w, h));
-    CGContextSetAllowsAntialiasing(cg, true);
-    CGContextSetShouldAntialias(cg, true);
-
     // The clock is read again here: the fade is that of the moment of drawing.
     const double elapsed = clock_->now() - lastKeystrokeTime;
     const CGFloat fade =
@@ -73,15 +64,35 @@ std::optional<CIImage> KeystrokeOverlay::drawPill(const std::string& text, doubl
     if (!(fade > 0)) return std::nullopt;
 
     const NSAttributedString label = pillText(text, fade);
-    const CGSize textSize = label.size();
+    // The fade changes the colour only: the text is measured once per text.
+    if (measuredText_ != text) {
+        measuredSize_ = label.size();
+        measuredText_ = text;
+    }
+    const CGSize textSize = measuredSize_;
     const CGFloat f = h * fontShareOfHeight;
     const CGFloat padding = f * paddingInFonts;
     const CGFloat radius = f * cornerRadiusInFonts;
     // A text wider than the frame makes a pill wider than the frame, cut on both sides.
     const CGRect pillRect((w - (textSize.width + 2 * padding)) * 0.5, h * bottomShareOfHeight,
                           textSize.width + 2 * padding, textSize.height + 2 * padding);
-    const CGPath path = CGPathCreateWithRoundedRect(pillRect, radius, radius);
+    // All ink lies within the pill and half the outline around it. The bitmap
+    // covers that (within the frame) and no more: drawing, clearing and
+    // composing it cost what the pill covers, not the frame. It sits on whole
+    // pixels of the frame, so every pixel is the one a frame-sized bitmap gets.
+    const CGRect inked = pillRect.insetBy(-outlineWidth / 2, -outlineWidth / 2).integral().intersection(
+        CGRect(0, 0, w, h));
+    if (inked.isEmpty()) return std::nullopt;
+    auto context = CGBitmapContextCreate(static_cast<int>(inked.width()), static_cast<int>(inked.height()));
+    if (!context) return std::nullopt;
+    CGContext& cg = *context;
+    CGContextClearRect(cg, CGRect(0, 0, inked.width(), inked.height()));
+    CGContextSetAllowsAntialiasing(cg, true);
+    CGContextSetShouldAntialias(cg, true);
 
+    const CGRect local(pillRect.minX() - inked.minX(), pillRect.minY() - inked.minY(), pillRect.width(),
+                       pillRect.height());
+    const CGPath path = CGPathCreateWithRoundedRect(local, radius, radius);
     CGContextAddPath(cg, path);
     CGContextSetFillColorWithColor(cg, NSColor::blackColor().withAlphaComponent(fade * fillAlpha));
     CGContextFillPath(cg);
@@ -90,16 +101,14 @@ std::optional<CIImage> KeystrokeOverlay::drawPill(const std::string& text, doubl
     CGContextSetLineWidth(cg, outlineWidth);
     CGContextStrokePath(cg);
 
-    label.drawInRect(cg, CGRect(pillRect.minX() + (pillRect.width() - textSize.width) * 0.5,
-                                pillRect.minY() + (pillRect.height() - textSize.height) * 0.5, textSize.width,
+    label.drawInRect(cg, CGRect(local.minX() + (local.width() - textSize.width) * 0.5,
+                                local.minY() + (local.height() - textSize.height) * 0.5, textSize.width,
                                 textSize.height));
 
     const auto bitmap = CGBitmapContextCreateImage(cg);
     if (!bitmap) return std::nullopt;
-    // All ink lies within the pill and half the outline around it: composited
-    // over that rectangle only, the pill costs what it covers, not the frame.
-    const CGRect inked = pillRect.insetBy(-outlineWidth / 2, -outlineWidth / 2).integral();
-    return CIImage::fromCGImage(bitmap).croppedTo(inked);
+    return CIImage::fromCGImage(bitmap).transformedBy(
+        CGAffineTransform::makeTranslation(inked.minX(), inked.minY()));
 }
 
 void KeystrokeOverlay::cleanup() {

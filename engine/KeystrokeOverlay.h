@@ -67,6 +67,9 @@ private:
     std::shared_ptr<CIFilter> sourceOverCompositingFilter_;
     std::shared_ptr<const WallClock> clock_;
     OSAllocatedUnfairLock<OverlayCacheState> overlayCacheLock;
+    // The last text measured and its size; touched by drawPill alone, on the frame queue.
+    mutable std::string measuredText_;
+    mutable CGSize measuredSize_;
 };
 
 } // namespace vantrel

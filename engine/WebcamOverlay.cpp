@@ -1,6 +1,7 @@
 #include "WebcamOverlay.h"
 
 #include "platform/image/CGBitmapContext.h"
+#include "platform/image/CIContext.h"
 
 #include <algorithm>
 #include <cmath>
@@ -55,24 +56,41 @@ CIImage WebcamOverlay::applyWebcam(const CIImage& image, const CIImage& cameraFr
     const auto rounded = blendWithMaskFilter_->outputImage();
     if (!rounded) return image;
 
-    const CGRect roundedExtent = rounded->extent();
+    const auto shadow = shadowImage(mask, rounded->extent());
+    if (!shadow) return image;
+
+    const CGPoint at = pictureRect(extent, settings.webcamPosition).origin;
+    const auto place = CGAffineTransform::makeTranslation(at.x, at.y);
+    return rounded->transformedBy(place).compositedOver(shadow->transformedBy(place).compositedOver(image));
+}
+
+std::optional<CIImage> WebcamOverlay::shadowImage(const CIImage& mask, const CGRect& roundedExtent) {
+    // The shadow depends on the picture's size alone: it is blurred once and
+    // kept as pixels, which saves the blur on every frame. It lies on whole
+    // pixels, so the kept pixels are exactly those a fresh blur would give.
+    if (cachedShadow_ && cachedShadowMask_ == mask.node() && cachedShadowExtent_ == roundedExtent)
+        return cachedShadow_;
     const CIImage plate = CIImage::fromColor(shadowColor).croppedTo(roundedExtent);
     const auto shadowFilter = CIFilter::filterWithName("CIBlendWithMask");
-    if (!shadowFilter) return image;
+    if (!shadowFilter) return std::nullopt;
     shadowFilter->setValue(plate, kCIInputImageKey);
     shadowFilter->setValue(CIImage::fromColor(CIColor::clearColor()).croppedTo(roundedExtent),
                            kCIInputBackgroundImageKey);
     shadowFilter->setValue(mask, kCIInputMaskImageKey);
     const auto shadowShape = shadowFilter->outputImage();
-    if (!shadowShape) return image;
+    if (!shadowShape) return std::nullopt;
     const CIImage shadow =
         shadowShape->blurredWithSigma(shadowSigma)
             .croppedTo(roundedExtent.insetBy(-shadowMargin, -shadowMargin))
             .transformedBy(CGAffineTransform::makeTranslation(shadowOffset.x, shadowOffset.y));
-
-    const CGPoint at = pictureRect(extent, settings.webcamPosition).origin;
-    const auto place = CGAffineTransform::makeTranslation(at.x, at.y);
-    return rounded->transformedBy(place).compositedOver(shadow.transformedBy(place).compositedOver(image));
+    const CGRect bounds = shadow.extent();
+    const auto pixels = CIContext().createPixelBuffer(shadow, bounds);
+    if (!pixels) return shadow;
+    cachedShadow_ = CIImage::fromPixelBuffer(pixels).transformedBy(
+        CGAffineTransform::makeTranslation(bounds.minX(), bounds.minY()));
+    cachedShadowExtent_ = roundedExtent;
+    cachedShadowMask_ = mask.node();
+    return cachedShadow_;
 }
 
 CIImage WebcamOverlay::roundedMask(CGSize size) {

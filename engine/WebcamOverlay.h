@@ -24,8 +24,11 @@ public:
     /// plain white square when no bitmap can be had (not kept, tried again).
     CIImage roundedMask(CGSize size);
 
-    /// Drops the mask (its size is kept; the absent mask forces a new one).
-    void cleanup() { cachedRoundedMask_.reset(); }
+    /// Drops the mask and the shadow (a new one of each is made when needed).
+    void cleanup() {
+        cachedRoundedMask_.reset();
+        cachedShadow_.reset();
+    }
 
     /// Where the picture lands for a camera picture of `frameExtent`.
     CGRect pictureRect(const CGRect& frameExtent, WebcamPosition position) const;
@@ -41,11 +44,16 @@ public:
 
 private:
     CGSize pictureSize(const CGRect& frameExtent) const;
+    /// The blurred shadow of the rounded picture of `roundedExtent`, made once per size.
+    std::optional<CIImage> shadowImage(const CIImage& mask, const CGRect& roundedExtent);
 
     const CGSize targetOutputSize_;
     std::shared_ptr<CIFilter> blendWithMaskFilter_;
     std::optional<CIImage> cachedRoundedMask_;
     CGSize cachedMaskSize_{0, 0};
+    std::optional<CIImage> cachedShadow_;
+    CGRect cachedShadowExtent_;
+    std::shared_ptr<const image_recipe::Node> cachedShadowMask_; // the mask it was made with
 };
 
 } // namespace vantrel

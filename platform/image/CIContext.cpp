@@ -2,6 +2,7 @@
 
 #include "platform/image/ImageRecipe.h"
 #include "platform/image/PixelOps.h"
+#include "platform/image/SubpixelScale.h"
 
 #include <cmath>
 #include <libyuv/scale_argb.h>
@@ -25,6 +26,27 @@ constexpr double kHalfResolutionBlurSigma = 4.0;
 
 bool isWhole(double v) {
     return std::abs(v - std::round(v)) < kPixelSnap;
+}
+
+// Nothing, or nothing but a transparent colour (however cropped).
+bool isClear(const Node* node) {
+    while (node) {
+        if (const auto* crop = std::get_if<Crop>(&node->operation)) {
+            node = crop->input.get();
+        } else if (const auto* color = std::get_if<Color>(&node->operation)) {
+            return color->color.alpha <= 0;
+        } else {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Enlarged on both axes, and not merely moved: a bitmap moved at its own size
+// stays on whole pixels, sharp.
+bool isEnlargement(const CGAffineTransform& t) {
+    return t.a >= 1 - kPixelSnap && t.d >= 1 - kPixelSnap &&
+           (std::abs(t.a - 1) >= kPixelSnap || std::abs(t.d - 1) >= kPixelSnap);
 }
 
 Surface surfaceOf(CVPixelBuffer& buffer) {
@@ -166,6 +188,19 @@ private:
             pixel_ops::pixelsCoveredBy(t.apply(CGRect(0, 0, source.width, source.height)));
         area = area.intersection(placed);
         if (area.isEmpty()) return {};
+        if (isEnlargement(t)) {
+            // A zoomed picture lands where it is, fractions of a pixel included,
+            // so that a slow pan glides instead of standing still and jumping.
+            if (mode == Mode::replace) {
+                pixel_ops::scaleBilinear(source, {t.a, t.tx, t.d, t.ty}, surface, area, scaleWork_);
+                return area;
+            }
+            Scratch scaled(*this, area.width(), area.height());
+            pixel_ops::scaleBilinear(source, {t.a, t.tx - area.x0, t.d, t.ty - area.y0}, scaled.surface,
+                                     scaled.surface.bounds(), scaleWork_);
+            pixel_ops::blendRect(scaled.surface, surface, area.x0, area.y0, area);
+            return area;
+        }
         if (mode == Mode::replace) {
             scaleInto(source, placed, surface, area, 0, 0);
             return area;
@@ -202,11 +237,16 @@ private:
             pixel_ops::applyAlphaVector(out.surface, matrix->alphaVector);
         } else if (const auto* masked = std::get_if<BlendWithMask>(&node.operation)) {
             renderInto(masked->input.get(), t, out.surface, all);
-            Scratch background(*this, all.width(), all.height());
-            renderInto(masked->background.get(), t, background.surface, all);
             Scratch mask(*this, all.width(), all.height());
             renderInto(masked->mask.get(), t, mask.surface, all);
-            pixel_ops::blendWithMask(out.surface, background.surface, mask.surface);
+            // A clear background (the rounded webcam picture's) needs no pixels of its own.
+            if (isClear(masked->background.get())) {
+                pixel_ops::blendWithMask(out.surface, nullptr, mask.surface);
+            } else {
+                Scratch background(*this, all.width(), all.height());
+                renderInto(masked->background.get(), t, background.surface, all);
+                pixel_ops::blendWithMask(out.surface, &background.surface, mask.surface);
+            }
         } else if (const auto* blur = std::get_if<Blur>(&node.operation)) {
             // Blur a margin around the area too, so that what lies just
             // outside still bleeds in. The blur is round: a frame scaled
@@ -245,6 +285,7 @@ private:
 
     std::vector<Layer> layers_;
     std::vector<std::unique_ptr<ScratchSlot>> slots_;
+    pixel_ops::ScaleWork scaleWork_;
     size_t scratchDepth_ = 0;
 };
 

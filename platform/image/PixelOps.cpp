@@ -42,9 +42,14 @@ void blendRow(const uint8_t* source, uint8_t* destination, int count) {
 #ifdef __SSE2__
     const __m128i zero = _mm_setzero_si128();
     const __m128i half = _mm_set1_epi16(128);
+    const __m128i opaque = _mm_set1_epi8(static_cast<char>(0xFF));
     for (; i + 4 <= count; i += 4) {
         const __m128i s = _mm_loadu_si128(reinterpret_cast<const __m128i*>(source + 4 * i));
         if (_mm_movemask_epi8(_mm_cmpeq_epi8(s, zero)) == 0xFFFF) continue; // nothing to lay down
+        if ((_mm_movemask_epi8(_mm_cmpeq_epi8(s, opaque)) & 0x8888) == 0x8888) { // covers all four
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(destination + 4 * i), s);
+            continue;
+        }
         const __m128i d = _mm_loadu_si128(reinterpret_cast<const __m128i*>(destination + 4 * i));
         __m128i alpha = _mm_srli_epi32(s, 24);
         alpha = _mm_or_si128(alpha, _mm_slli_epi32(alpha, 8));
@@ -166,12 +171,15 @@ void applyAlphaVector(const Surface& surface, const CIVector& v) {
     }
 }
 
-void blendWithMask(const Surface& input, const Surface& background, const Surface& mask) {
+void blendWithMask(const Surface& input, const Surface* background, const Surface& mask) {
+    static const uint8_t kClear[4] = {0, 0, 0, 0};
     for (int y = 0; y < input.height; ++y) {
         uint8_t* p = input.at(0, y);
-        const uint8_t* bg = background.at(0, y);
+        // No background is a transparent one: every pixel the same clear one.
+        const uint8_t* bg = background ? background->at(0, y) : kClear;
+        const int bgStep = background ? 4 : 0;
         const uint8_t* m = mask.at(0, y);
-        for (int x = 0; x < input.width; ++x, p += 4, bg += 4, m += 4) {
+        for (int x = 0; x < input.width; ++x, p += 4, bg += bgStep, m += 4) {
             // Rec. 709 luminance of the mask; a transparent mask pixel is dark.
             const unsigned weight = (m[2] * 54u + m[1] * 183u + m[0] * 19u + 128) >> 8;
             if (weight == 255) continue; // masks are mostly all or nothing

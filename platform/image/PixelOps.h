@@ -59,8 +59,9 @@ void blendRect(const Surface& source, const Surface& destination, int originX, i
 
 /// Alpha becomes the dot product of the straight colour with the vector.
 void applyAlphaVector(const Surface& surface, const CIVector& alphaVector);
-/// input where the mask's luminance is bright, background where dark; into `input`.
-void blendWithMask(const Surface& input, const Surface& background, const Surface& mask);
+/// input where the mask's luminance is bright, background where dark; into
+/// `input`. A null background is transparent.
+void blendWithMask(const Surface& input, const Surface* background, const Surface& mask);
 /// Working memory of blurs, kept between frames.
 struct BlurWork {
     std::vector<uint8_t> plane;

@@ -69,23 +69,6 @@ TEST(CameraSpringsTest, PanCoversTheReferenceDistancesAndRestsOneDeadZoneShort) 
     EXPECT_NEAR(path.back().velocity.x, 0, 1e-3);
 }
 
-TEST(CameraSpringsTest, InsideTheDeadZoneOnlyDampingActs) {
-    CameraSprings springs;
-    CameraMotion motion;
-    motion.velocity = {30, -10};
-    // The target lies exactly on the rim: no pull at all.
-    const SpringAim aim{{30, 40}, 1.0, 50, false};
-    springs.step(motion, aim, kStep);
-    EXPECT_DOUBLE_EQ(motion.velocity.x, 30 * (1 - springs.panDamping * kStep));
-    EXPECT_DOUBLE_EQ(motion.velocity.y, -10 * (1 - springs.panDamping * kStep));
-
-    // Just beyond the rim the pull sets in softly, not at full strength.
-    CameraMotion still;
-    springs.step(still, {{70, 0}, 1.0, 50, false}, kStep);
-    const CGFloat fullPull = 70 * springs.panStiffness * kStep;
-    EXPECT_NEAR(still.velocity.x / fullPull, 1 - std::exp(-0.025 * 20), 1e-12);
-}
-
 TEST(CameraSpringsTest, LongFlightsLowerTheZoomAim) {
     EXPECT_NEAR(settledZoom(400, 2.0), 2.0, 1e-6);
     EXPECT_NEAR(settledZoom(500, 2.0), 2.0 - 0.126, 1e-6);
@@ -93,35 +76,6 @@ TEST(CameraSpringsTest, LongFlightsLowerTheZoomAim) {
     EXPECT_NEAR(settledZoom(5000, 2.0), 1.65, 1e-6);
     // The lowering never takes the aim below the floor.
     EXPECT_EQ(settledZoom(900, 1.2), 1.0);
-}
-
-TEST(CameraSpringsTest, ZoomNeverFallsBelowTheFloorButKeepsItsVelocity) {
-    CameraSprings springs;
-    CameraMotion motion;
-    motion.zoom = 1.0;
-    motion.zoomVelocity = -2.0;
-    springs.step(motion, {{0, 0}, 1.0, 50, false}, kStep);
-    EXPECT_EQ(motion.zoom, 1.0);
-    EXPECT_LT(motion.zoomVelocity, 0);
-}
-
-TEST(CameraSpringsTest, AdvanceRunsWholeStepsAndKeepsTheRemainder) {
-    CameraSprings springs;
-    CameraMotion motion;
-    const SpringAim aim{{0, 0}, 2.0, 50, false};
-
-    double accumulator = 0.004;
-    EXPECT_EQ(springs.advance(motion, aim, accumulator), 0);
-    EXPECT_EQ(motion.zoom, 1.0);
-
-    accumulator = 0.05;
-    EXPECT_EQ(springs.advance(motion, aim, accumulator), 6);
-    EXPECT_GE(accumulator, 0);
-    EXPECT_LT(accumulator, springs.physicsStep);
-
-    accumulator = 1.0 / 60 + 0.005;
-    EXPECT_EQ(springs.advance(motion, aim, accumulator), 2);
-    EXPECT_NEAR(accumulator, 0.005, 1e-12);
 }
 
 } // namespace

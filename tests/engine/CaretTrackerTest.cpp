@@ -29,30 +29,6 @@ protected:
     }
 };
 
-TEST_F(CaretTrackerTest, SmallChangesOfHeightStayOnTheLine) {
-    EXPECT_EQ(type(fieldAt(1000, 500)).targetPoint, (CGPoint{1000, 500}));
-    type(fieldAt(1010, 524.9));
-    EXPECT_EQ(*tracker.caretYLockAnchor(), 500);
-    type(fieldAt(1020, 475.1));
-    EXPECT_EQ(*tracker.caretYLockAnchor(), 500);
-    EXPECT_EQ(tracker.previousCaretCenter()->y, 500);
-
-    type(fieldAt(1030, 525));
-    EXPECT_EQ(*tracker.caretYLockAnchor(), 525);
-}
-
-TEST_F(CaretTrackerTest, LeftwardJumpsBeyondTheThresholdAreLineBreaks) {
-    type(fieldAt(1000, 500));
-    type(fieldAt(900, 500)); // exactly 100 left
-    EXPECT_FALSE(tracker.isReturningFromNewLine());
-    type(fieldAt(799.5, 500));
-    EXPECT_TRUE(tracker.isReturningFromNewLine());
-    type(fieldAt(809.5, 500)); // exactly 10 right: still returning
-    EXPECT_TRUE(tracker.isReturningFromNewLine());
-    type(fieldAt(820, 500));
-    EXPECT_FALSE(tracker.isReturningFromNewLine());
-}
-
 TEST_F(CaretTrackerTest, AimHoldsInsideTheSafeZoneAndIsDraggedAtItsRim) {
     type(fieldAt(1000, 500));
     // At zoom 2 the safe zone reaches 240 to each side and 135 up and down.
@@ -71,28 +47,12 @@ TEST_F(CaretTrackerTest, AimHoldsInsideTheSafeZoneAndIsDraggedAtItsRim) {
     EXPECT_EQ(type(fieldAt(880, 350)).targetPoint.y, 485);
 }
 
-TEST_F(CaretTrackerTest, SafeZoneFollowsTheZoomAsItIsNow) {
-    type(fieldAt(1000, 500), 1.0);
-    // At zoom 1 the zone is twice as wide: the same move leaves the aim alone.
-    EXPECT_EQ(type(fieldAt(1140, 500), 1.0).targetPoint.x, 1000);
-    EXPECT_EQ(type(fieldAt(1280, 500), 1.0).targetPoint.x, 1000);
-    EXPECT_EQ(type(fieldAt(1400, 500), 2.0).targetPoint.x, 1160);
-}
-
 TEST_F(CaretTrackerTest, ZoomLockOnlyRisesAndByMoreThanTheBand) {
     EXPECT_DOUBLE_EQ(type(fieldWanting(1.2, 1000, 500)).targetZoom, 1.2);
     EXPECT_DOUBLE_EQ(type(fieldWanting(1.1, 1000, 500)).targetZoom, 1.2);
     EXPECT_DOUBLE_EQ(type(fieldWanting(1.24, 1000, 500)).targetZoom, 1.2);
     EXPECT_DOUBLE_EQ(type(fieldWanting(1.3, 1000, 500)).targetZoom, 1.3);
     EXPECT_DOUBLE_EQ(type(fieldWanting(1.0, 1000, 500)).targetZoom, 1.3);
-}
-
-TEST_F(CaretTrackerTest, WantedZoomStaysBetweenOneAndTheCap) {
-    EXPECT_EQ(type(fieldAt(1000, 500, 0, 0)).targetZoom, 2.0);
-    tracker.clear();
-    EXPECT_DOUBLE_EQ(type(fieldAt(1000, 500, 0, 400)).targetZoom, 1080 / (400 / 0.45));
-    tracker.clear();
-    EXPECT_EQ(type(fieldAt(1000, 500, 3000, 2000)).targetZoom, 1.0);
 }
 
 TEST_F(CaretTrackerTest, OnlyAJumpBeyondTheLimitStartsTheEpisodeOver) {
@@ -112,18 +72,6 @@ TEST_F(CaretTrackerTest, OnlyAJumpBeyondTheLimitStartsTheEpisodeOver) {
 
     // The next frame begins the lock on the caret itself.
     EXPECT_EQ(type(fieldWanting(1.2, 1300.5, 510)).targetPoint, (CGPoint{1300.5, 510}));
-}
-
-TEST_F(CaretTrackerTest, ClearEndsTheEpisode) {
-    type(fieldAt(1000, 500));
-    type(fieldAt(800, 500));
-    tracker.clear();
-    EXPECT_FALSE(tracker.typingZoomLock());
-    EXPECT_FALSE(tracker.lastTypingCenter());
-    EXPECT_FALSE(tracker.caretPanLockCenter());
-    EXPECT_FALSE(tracker.previousCaretCenter());
-    EXPECT_FALSE(tracker.caretYLockAnchor());
-    EXPECT_FALSE(tracker.isReturningFromNewLine());
 }
 
 } // namespace

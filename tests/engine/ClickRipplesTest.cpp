@@ -16,21 +16,6 @@ namespace {
 constexpr double kFrame = 1.0 / 60;
 constexpr double kWall = 1'800'000'000.0;
 
-ClickRipple agedRipple(double seconds, CGPoint at = {200, 100}) {
-    ClickRipple ripple{at};
-    ripple.elapsedTime = seconds;
-    return ripple;
-}
-
-// Alpha along the middle row of a ripple's own bitmap, from its centre outwards.
-std::vector<int> alphaFromCentre(const CIImage& ripple) {
-    const auto pixels = CIContext().createPixelBuffer(ripple, ripple.extent());
-    std::vector<int> alpha;
-    for (int x = 70; x < 140; ++x)
-        alpha.push_back(pixels->row(69)[4 * x + 3]);
-    return alpha;
-}
-
 // The engine with ripples on and the view held still, fed one frame at a time.
 struct Clicks {
     Clicks() : processor({320, 180}, std::make_shared<ManualWallClock>(kWall)) {
@@ -77,55 +62,6 @@ TEST(ClickRipplesTest, FiveAtMostEachAgedByTheWholeStepUntilItsDuration) {
     ripples.advanceRipples(10.0); // a pause is not bounded here: all end at once
     EXPECT_TRUE(list.empty());
 
-    ripples.spawnRipple({1, 1});
-    ripples.advanceRipples(0.5999);
-    EXPECT_EQ(list.size(), 1u);
-    ripples.spawnRipple({2, 2});
-    ripples.advanceRipples(0.6); // exactly its duration: not below it
-    EXPECT_EQ(list.size(), 0u);
-}
-
-TEST(ClickRipplesTest, ARippleShowsARingGrowingAndFadingAroundABrightCore) {
-    const ClickRipples ripples(nullptr);
-    const auto young = ripples.renderRipple(agedRipple(kFrame, {200.5, 100}));
-    ASSERT_TRUE(young);
-    EXPECT_EQ(young->extent(), CGRect(130.5, 30, 140, 140)); // 2 × (50 + 20), centred on the click
-    // The core: 7 × (1 - 2p) in radius while young.
-    const auto core = alphaFromCentre(*young);
-    EXPECT_GT(core[0], 200);
-    EXPECT_GT(core[5], 200);
-    EXPECT_LT(core[8], 100);
-
-    // At 0.3 s the core is gone and the ring has 0.82 of its final radius, glowing beyond it.
-    const auto ring = alphaFromCentre(ripples.renderRipple(agedRipple(0.3)).value());
-    EXPECT_LT(ring[0], 20);
-    const auto peak = std::max_element(ring.begin(), ring.end()) - ring.begin();
-    EXPECT_NEAR(peak, 50 * (1 - std::pow(0.5, 2.5)), 1.5);
-    EXPECT_GT(ring[44], 0);
-
-    // Too small (radius not above 1) or too faint (fade not above 0.01): not drawn.
-    EXPECT_FALSE(ripples.renderRipple(agedRipple(0.004))); // radius 0.83
-    EXPECT_TRUE(ripples.renderRipple(agedRipple(0.006)));  // radius 1.24
-    EXPECT_TRUE(ripples.renderRipple(agedRipple(0.59)));   // fade 0.025
-    EXPECT_FALSE(ripples.renderRipple(agedRipple(0.597))); // fade 0.0075
-}
-
-TEST(ClickRipplesTest, ApplyingAdvancesFirstAndDrawsAlikeWithOrWithoutTheCompositor) {
-    ClickRipples shared(CIFilter::filterWithName("CISourceOverCompositing")), plain(nullptr);
-    const CIImage frame = CIImage::fromColor({0.2, 0.2, 0.2, 1}).croppedTo({0, 0, 400, 200});
-    EXPECT_EQ(shared.applyRipples(frame, kFrame).node(), frame.node()); // nothing under way
-    for (ClickRipples* ripples : {&shared, &plain}) {
-        ripples->spawnRipple({150, 100});
-        ripples->advanceRipples(0.1);
-        ripples->spawnRipple({230, 90});
-    }
-    CIContext context;
-    const auto a = context.createPixelBuffer(shared.applyRipples(frame, kFrame), {0, 0, 400, 200});
-    const auto b = context.createPixelBuffer(plain.applyRipples(frame, kFrame), {0, 0, 400, 200});
-    EXPECT_DOUBLE_EQ(shared.activeRipples().back().elapsedTime, kFrame);
-    EXPECT_NE(a->row(100)[4 * 230 + 2], 51); // the newest ripple's core
-    for (int row = 0; row < 200; ++row)
-        EXPECT_EQ(std::memcmp(a->row(row), b->row(row), 400 * 4), 0) << row;
 }
 
 TEST(ClickRipplesTest, OnlyThePressEdgeWithThePointerOnTheFrameSpawns) {

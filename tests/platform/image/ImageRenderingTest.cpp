@@ -78,26 +78,6 @@ TEST(ImageRenderingTest, WritesEveryPixelOfTheBoundsAndKeepsYUp) {
     EXPECT_EQ(at(*out, 5, 3), kBlue); // top stays top
 }
 
-TEST(ImageRenderingTest, CropTranslateScaleIsOneZoomOfTheSource) {
-    Rendered r;
-    // The frame path: crop the middle 2x2, move it to the origin, scale x2.
-    const CGRect crop{1, 1, 2, 2};
-    const CIImage zoomed = CIImage::fromPixelBuffer(redBelowBlue())
-                               .croppedTo(crop)
-                               .transformedBy(CGAffineTransform::makeTranslation(-1, -1))
-                               .transformedBy(CGAffineTransform::makeScale(2, 2));
-    EXPECT_EQ(zoomed.extent(), CGRect(0, 0, 4, 4));
-    auto out = r.render(zoomed, 4, 4);
-    expectNear(at(*out, 0, 0), kRed);
-    expectNear(at(*out, 3, 0), kRed);
-    expectNear(at(*out, 0, 3), kBlue);
-    expectNear(at(*out, 3, 3), kBlue);
-    // The seam is filtered, not dropped: the rows next to it mix both colours.
-    const Pixel seam = at(*out, 1, 1);
-    EXPECT_GT(seam[0], 0);
-    EXPECT_GT(seam[2], 0);
-}
-
 TEST(ImageRenderingTest, ACropReachingPastTheSourceLeavesTheRestTransparent) {
     Rendered r;
     // A view a little wider than the picture (zoom below 1) anchored at the
@@ -112,25 +92,6 @@ TEST(ImageRenderingTest, ACropReachingPastTheSourceLeavesTheRestTransparent) {
     EXPECT_EQ(at(*out, 2, 0), kClear);
     EXPECT_EQ(at(*out, 0, 2), kClear);
     EXPECT_EQ(at(*out, 3, 3), kClear);
-}
-
-TEST(ImageRenderingTest, CompositesPremultipliedColoursOverTheirOwnRectangle) {
-    Rendered r;
-    // White at 50 % over opaque red, only on the 2x2 square at (1, 1).
-    const CIImage veil = CIImage::fromColor({1, 1, 1, 0.5}).croppedTo({1, 1, 2, 2});
-    auto out = r.render(veil.compositedOver(CIImage::fromPixelBuffer(solid(4, 4, kRed))), 4, 4);
-    EXPECT_EQ(at(*out, 0, 0), kRed);
-    // 128 + 255 * (1 - 128/255) for red, 128 for blue and green.
-    EXPECT_EQ(at(*out, 1, 1), (Pixel{128, 128, 255, 255}));
-    EXPECT_EQ(at(*out, 2, 2), (Pixel{128, 128, 255, 255}));
-    EXPECT_EQ(at(*out, 3, 3), kRed);
-
-    // The named filter composes the same way.
-    auto filter = CIFilter::filterWithName("CISourceOverCompositing");
-    filter->setValue(veil, kCIInputImageKey);
-    filter->setValue(CIImage::fromPixelBuffer(solid(4, 4, kRed)), kCIInputBackgroundImageKey);
-    auto viaFilter = r.render(*filter->outputImage(), 4, 4);
-    EXPECT_EQ(at(*viaFilter, 1, 1), (Pixel{128, 128, 255, 255}));
 }
 
 TEST(ImageRenderingTest, BitmapsLandOnWholePixelsExactlyAndResampleBetweenThem) {
@@ -183,32 +144,4 @@ TEST(ImageRenderingTest, AlphaVectorFadesAndMaskChoosesBetweenTwoImages) {
     EXPECT_EQ(at(*chosen, 3, 3), kBlue);
 
     EXPECT_EQ(CIFilter::filterWithName("CIUnknownFilter"), nullptr);
-}
-
-TEST(ImageRenderingTest, BlurSpreadsASquareSymmetricallyAndKeepsItsWeight) {
-    Rendered r;
-    const CIImage square = CIImage::fromColor(CIColor::whiteColor()).croppedTo({10, 10, 4, 4});
-    const CIImage blurred = square.blurredWithSigma(2.0);
-    EXPECT_EQ(blurred.extent(), CGRect(4, 4, 16, 16));
-    auto out = r.render(blurred, 24, 24);
-
-    long total = 0;
-    for (int y = 0; y < 24; ++y)
-        for (int x = 0; x < 24; ++x)
-            total += at(*out, x, y)[3];
-    EXPECT_NEAR(total, 16 * 255, 16 * 255 * 0.02); // the weight of 16 opaque pixels stays
-
-    EXPECT_LT(at(*out, 11, 11)[3], 255);          // the centre has given some away
-    EXPECT_GT(at(*out, 8, 11)[3], 0);             // and it reaches beyond the edge
-    EXPECT_EQ(at(*out, 8, 11), at(*out, 15, 11)); // symmetric left and right
-    EXPECT_EQ(at(*out, 11, 8), at(*out, 11, 15)); // and up and down
-    EXPECT_GT(at(*out, 9, 11)[3], at(*out, 8, 11)[3]);
-    EXPECT_EQ(at(*out, 2, 2), kClear);
-}
-
-TEST(ImageRenderingTest, EmptyImagesRenderAsTransparent) {
-    Rendered r;
-    auto out = r.render(CIImage(), 3, 3);
-    EXPECT_EQ(at(*out, 1, 1), kClear);
-    EXPECT_TRUE(CIImage::fromPixelBuffer(solid(2, 2, kRed)).croppedTo({5, 5, 1, 1}).isEmpty());
 }
