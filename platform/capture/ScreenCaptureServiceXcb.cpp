@@ -1,87 +1,21 @@
 #include "platform/capture/ScreenCaptureServiceLinux.h"
 #include "platform/capture/ScreenGrabberXcb.h"
+#include "platform/capture/XcbWindows.h"
 
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <map>
 #include <memory>
-#include <xcb/res.h>
 #include <xcb/xcb.h>
 
 namespace vantrel {
 
 namespace {
 
-// Window managers put the client window one or two levels inside their frame.
-constexpr int kClientSearchDepth = 3;
-
 struct ConnectionCloser {
     void operator()(xcb_connection_t* c) const { xcb_disconnect(c); }
 };
 using Connection = std::unique_ptr<xcb_connection_t, ConnectionCloser>;
-
-template <typename Reply> using ReplyPtr = std::unique_ptr<Reply, decltype(&std::free)>;
-template <typename Reply> ReplyPtr<Reply> own(Reply* reply) {
-    return {reply, &std::free};
-}
-
-xcb_atom_t internAtom(xcb_connection_t* c, const char* name) {
-    auto reply = own(xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, std::strlen(name), name), nullptr));
-    return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
-}
-
-std::vector<xcb_window_t> childrenOf(xcb_connection_t* c, xcb_window_t window) {
-    auto tree = own(xcb_query_tree_reply(c, xcb_query_tree(c, window), nullptr));
-    if (!tree) return {};
-    const xcb_window_t* children = xcb_query_tree_children(tree.get());
-    return {children, children + xcb_query_tree_children_length(tree.get())};
-}
-
-bool hasProperty(xcb_connection_t* c, xcb_window_t window, xcb_atom_t property) {
-    auto reply = own(xcb_get_property_reply(
-        c, xcb_get_property(c, 0, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, 0), nullptr));
-    return reply && reply->type != XCB_ATOM_NONE;
-}
-
-// The window the application itself made: the top-level one when no window
-// manager reparents, else the first descendant with WM_STATE inside the frame.
-xcb_window_t clientWindow(xcb_connection_t* c, xcb_window_t topLevel, xcb_atom_t wmState) {
-    if (wmState == XCB_ATOM_NONE || hasProperty(c, topLevel, wmState)) return topLevel;
-    std::vector<xcb_window_t> level = {topLevel};
-    for (int depth = 0; depth < kClientSearchDepth && !level.empty(); ++depth) {
-        std::vector<xcb_window_t> next;
-        for (xcb_window_t window : level)
-            for (xcb_window_t child : childrenOf(c, window)) {
-                if (hasProperty(c, child, wmState)) return child;
-                next.push_back(child);
-            }
-        level = std::move(next);
-    }
-    return topLevel;
-}
-
-pid_t pidFromResources(xcb_connection_t* c, xcb_window_t window) {
-    xcb_res_client_id_spec_t wanted{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
-    auto reply = own(xcb_res_query_client_ids_reply(c, xcb_res_query_client_ids(c, 1, &wanted), nullptr));
-    if (!reply) return 0;
-    for (auto it = xcb_res_query_client_ids_ids_iterator(reply.get()); it.rem;
-         xcb_res_client_id_value_next(&it)) {
-        const auto& [client, length] = *it.data;
-        if (!(client.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID)) continue;
-        if (xcb_res_client_id_value_value_length(it.data) < 1) continue;
-        return static_cast<pid_t>(*xcb_res_client_id_value_value(it.data));
-    }
-    return 0;
-}
-
-pid_t pidFromProperty(xcb_connection_t* c, xcb_window_t window, xcb_atom_t netWmPid) {
-    if (netWmPid == XCB_ATOM_NONE) return 0;
-    auto reply = own(xcb_get_property_reply(
-        c, xcb_get_property(c, 0, window, netWmPid, XCB_ATOM_CARDINAL, 0, 1), nullptr));
-    if (!reply || reply->format != 32 || xcb_get_property_value_length(reply.get()) < 4) return 0;
-    return static_cast<pid_t>(*static_cast<const uint32_t*>(xcb_get_property_value(reply.get())));
-}
 
 std::string processName(pid_t pid) {
     std::ifstream comm("/proc/" + std::to_string(pid) + "/comm");
@@ -99,13 +33,8 @@ std::vector<SCRunningApplication> ScreenCaptureServiceLinux::applications() {
     const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
     if (!screen) return {};
 
-    const xcb_query_extension_reply_t* res = xcb_get_extension_data(c, &xcb_res_id);
-    bool haveResources = res && res->present;
-    if (haveResources) {
-        // Client IDs came with X-Resource 1.2.
-        auto version = own(xcb_res_query_version_reply(c, xcb_res_query_version(c, 1, 2), nullptr));
-        haveResources = version && (version->server_major > 1 || version->server_minor >= 2);
-    }
+    using namespace xcbwindows;
+    const bool clientIds = hasClientIds(c);
     const xcb_atom_t wmState = internAtom(c, "WM_STATE");
     const xcb_atom_t netWmPid = internAtom(c, "_NET_WM_PID");
 
@@ -113,8 +42,7 @@ std::vector<SCRunningApplication> ScreenCaptureServiceLinux::applications() {
     std::vector<pid_t> order;
     for (xcb_window_t topLevel : childrenOf(c, screen->root)) {
         const xcb_window_t client = clientWindow(c, topLevel, wmState);
-        pid_t pid = haveResources ? pidFromResources(c, client) : 0;
-        if (pid == 0) pid = pidFromProperty(c, client, netWmPid);
+        const pid_t pid = processOf(c, client, clientIds, netWmPid);
         if (pid == 0) continue;
         auto [entry, added] = byProcess.try_emplace(pid);
         if (added) {

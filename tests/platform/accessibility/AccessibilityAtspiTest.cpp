@@ -134,6 +134,33 @@ TEST_F(AccessibilityAtspiTest, ElementUnderAPointHasItsRoleAndName) {
     EXPECT_FALSE(elementAt({1900, 1000})) << "nothing but the root window there";
 }
 
+// What the user sees at a point is what the stack shows, not what registered first.
+TEST_F(AccessibilityAtspiTest, ElementUnderAPointComesFromTheTopmostWindow) {
+    const auto title = [&](CGPoint point) { return text(elementAt(point), "AXTitle"); };
+    {
+        // Two windows of one program at one place: the one mapped later is on top.
+        GtkTestWindow program({"--at", "800", "100", "--second", "800", "100", "In Front"});
+        ASSERT_TRUE(program.isReady());
+        EXPECT_EQ(title(program.center("save")), "In Front");
+    }
+    {
+        // Two programs: the later one covers the earlier one's button.
+        GtkTestWindow behind({"--at", "800", "100"});
+        GtkTestWindow front({"--at", "800", "100", "--button", "Other Program"});
+        ASSERT_TRUE(behind.isReady() && front.isReady());
+        EXPECT_EQ(title(behind.center("save")), "Other Program");
+    }
+    {
+        // A full-screen desktop window registered first, kept beneath.
+        GtkTestWindow desktopWindow({"--desktop"});
+        GtkTestWindow program({"--at", "800", "100"});
+        ASSERT_TRUE(desktopWindow.isReady() && program.isReady());
+        EXPECT_EQ(title(program.center("save")), "Save Document");
+        EXPECT_EQ(title(desktopWindow.center("folder")), "Desktop Folder");
+        EXPECT_EQ(title(desktop->window.center("settings")), "Open Settings");
+    }
+}
+
 TEST_F(AccessibilityAtspiTest, FocusedElementGivesItsFrameAndPasswordFieldsTurnOnSecureInput) {
     desktop->window.focus("entry");
     ASSERT_TRUE(waitUntil([&] { return focusedFrame() == desktop->window.rect("entry"); }, 5s))
