@@ -35,6 +35,9 @@ packages=(
   libxcb-xinput-dev libxcb-xkb-dev libxcb-xtest0-dev libxkbcommon-dev libxkbcommon-x11-dev xkb-data xdotool
   # accessibility: AT-SPI2 client library; a GTK3 window from Debian's python for its tests
   libatspi2.0-dev python3-gi gir1.2-gtk-3.0
+  # a real terminal whose password prompt (echo off) the key input must hold back,
+  # and setxkbmap for the layout tests
+  xterm x11-xkb-utils
 )
 
 missing=()

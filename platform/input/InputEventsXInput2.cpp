@@ -1,9 +1,11 @@
 #include "platform/input/InputEventsXInput2.h"
 
 #include "platform/runtime/DispatchQueue.h"
+#include "platform/capture/XcbWindows.h"
 #include "platform/displays/DisplayList.h"
 #include "platform/displays/Displays.h"
 #include "platform/input/KeyboardLayoutXkb.h"
+#include "platform/input/TerminalEchoProc.h"
 
 #include <algorithm>
 #include <array>
@@ -31,6 +33,7 @@ using Clock = std::chrono::steady_clock;
 constexpr uint16_t kDefaultRepeatDelayMs = 660;
 constexpr uint16_t kDefaultRepeatIntervalMs = 40;
 constexpr uint8_t kLeftButton = 1;
+constexpr uint16_t kReturnKeyCode = 36, kEnterKeyCode = 76;
 
 template <typename T> using Reply = std::unique_ptr<T, decltype(&free)>;
 template <typename T> Reply<T> reply(T* raw) {
@@ -73,6 +76,11 @@ struct InputEventsXInput2::Listener {
     bool pointerMovedInRun = false;
     int lastX = INT_MIN, lastY = INT_MIN;
     std::array<uint8_t, 32> keymap{};
+    // A terminal reading a password has the focus: its keys are held back as
+    // a password field's are. Looked up at each key press.
+    xcbwindows::WindowStack windows;
+    TerminalEchoProc terminal;
+    bool passwordPrompt = false;
 
     ~Listener() {
         if (thread.joinable()) {
@@ -262,13 +270,21 @@ struct InputEventsXInput2::Listener {
     }
 
     void send(NSEvent event) {
-        if (isKeyType(event.type) && IsSecureEventInputEnabled()) return;
+        if (isKeyType(event.type) && (IsSecureEventInputEnabled() || passwordPrompt)) return;
         post(std::move(event));
     }
 
     void onKey(uint32_t keycode, bool down) {
         if (!layout) return;
         KeyTranslation key = layout->translate(keycode);
+        // One round trip for the focus and a tcgetattr per press; repeats and
+        // releases keep the answer of their press. The Return that ends a
+        // password may reach us after the program has already turned echo
+        // back on: it stays hidden with the line it ends.
+        if (down) {
+            const bool endsLine = key.keyCode == kReturnKeyCode || key.keyCode == kEnterKeyCode;
+            passwordPrompt = terminal.readsPassword(windows.focusedProcess()) || (endsLine && passwordPrompt);
+        }
         if (key.isModifier) {
             // XKB's own state notification follows; updating here keeps the
             // flags right for this event too.

@@ -5,9 +5,13 @@
 #include "platform/displays/DisplayList.h"
 #include "platform/displays/Displays.h"
 #include "platform/input/InputEventsXInput2.h"
+#include "platform/input/TerminalEchoProc.h"
 #include "tests/support/TestServices.h"
 #include "tests/support/XTestInput.h"
 
+#include <QProcess>
+#include <QTemporaryDir>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <vector>
 
@@ -48,6 +52,11 @@ protected:
     }
     bool waitForCount(size_t count, std::chrono::milliseconds timeout = 3s) {
         return waitUntil([&] { return events.size() >= count; }, timeout);
+    }
+
+    static std::string readFile(const QString& path) {
+        std::ifstream file(path.toStdString());
+        return {std::istreambuf_iterator<char>(file), {}};
     }
 
     XvfbServer server;
@@ -202,4 +211,49 @@ TEST_F(InputEventsTest, SecureInputHidesEveryKeyButNotThePointer) {
     EXPECT_EQ(events.back().type, NSEventType::keyDown);
     service->removeMonitor(tap);
     service->removeMonitor(mouse);
+}
+
+// A real terminal whose program reads a password treats it as a password
+// field: no key at all; plain reading afterwards shows keys again.
+TEST_F(InputEventsTest, KeysForATerminalReadingAPasswordAreHidden) {
+    QTemporaryDir dir;
+    const QString ready = dir.filePath("ready"), secret = dir.filePath("secret"), plain = dir.filePath("plain");
+    QProcess xterm;
+    xterm.start("xterm", {"-geometry", "60x10+0+0", "-e", "bash", "-c",
+                          "touch " + ready + "; read -s a; echo \"$a\" > " + secret + "; read b; echo \"$b\" > " + plain});
+    ASSERT_TRUE(xterm.waitForStarted(5000));
+    const pid_t terminal = static_cast<pid_t>(xterm.processId());
+    TerminalEchoProc echo;
+    // The terminal starts with echo off until its shell has set the modes up.
+    ASSERT_TRUE(waitUntil([&] { return QFile::exists(ready) && echo.readsPassword(terminal); }, 10s));
+    auto service = std::make_shared<InputEventsXInput2>();
+    auto tap = service->createKeyEventTap(recorder());
+    auto mouse = service->addGlobalMonitorForEvents(maskOf(NSEventType::mouseMoved), recorder());
+    runMainLoopFor(100ms);
+    input.moveTo(100, 60); // no window manager: the focus follows the pointer into the terminal
+
+    // Each key is followed by a pointer motion, and the motion waited for: the
+    // listener has then judged the key while the prompt was still up, as it
+    // does for a user, who types far slower than the test.
+    int x = 100;
+    for (uint32_t key : {keycode::a, keycode::k, keycode::shiftL, keycode::ret}) {
+        input.tap(key);
+        input.moveTo(++x, 60);
+        ASSERT_TRUE(waitUntil([&] { return !events.empty(); }, 5s));
+        EXPECT_EQ(types(), std::vector{NSEventType::mouseMoved}) << "key " << key;
+        events.clear();
+    }
+    ASSERT_TRUE(waitUntil([&] { return !readFile(secret).empty(); }, 5s)) << "the terminal got the keys";
+    EXPECT_EQ(readFile(secret), "ak\n");
+
+    ASSERT_TRUE(waitUntil([&] { return !echo.readsPassword(terminal); }, 5s));
+    input.tap(keycode::k);
+    input.tap(keycode::ret);
+    EXPECT_TRUE(waitUntil([&] { return readFile(plain) == "k\n"; }, 5s));
+    ASSERT_TRUE(waitUntil([&] { return keyDowns().size() == 2; }, 5s));
+    EXPECT_EQ(keyDowns()[0].charactersIgnoringModifiers, "k");
+    service->removeMonitor(tap);
+    service->removeMonitor(mouse);
+    xterm.kill();
+    xterm.waitForFinished(3000);
 }
