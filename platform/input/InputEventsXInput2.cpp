@@ -65,6 +65,13 @@ struct InputEventsXInput2::Listener {
     std::unique_ptr<KeyboardLayoutXkb> layout;
     uint16_t repeatDelayMs = kDefaultRepeatDelayMs;
     uint16_t repeatIntervalMs = kDefaultRepeatIntervalMs;
+    // Auto-repeat as the server has it: off for all keys (`xset r off`) or per key.
+    bool repeatEnabled = true;
+    std::array<uint8_t, 32> perKeyRepeat = [] {
+        std::array<uint8_t, 32> every;
+        every.fill(0xFF);
+        return every;
+    }();
     int wakeFd = -1;
     std::thread thread;
     std::function<void(NSEvent)> post;
@@ -143,6 +150,8 @@ struct InputEventsXInput2::Listener {
         if (!controls) return;
         if (controls->repeatDelay > 0) repeatDelayMs = controls->repeatDelay;
         if (controls->repeatInterval > 0) repeatIntervalMs = controls->repeatInterval;
+        repeatEnabled = controls->enabledControls & XCB_XKB_BOOL_CTRL_REPEAT_KEYS;
+        std::copy(std::begin(controls->perKeyRepeat), std::end(controls->perKeyRepeat), perKeyRepeat.begin());
     }
 
     bool selectRawEvents() {
@@ -303,7 +312,7 @@ struct InputEventsXInput2::Listener {
         send(keyDownEvent(key, false));
         // As on every desktop, only the last key pressed repeats.
         repeatKey.reset();
-        if (key.repeats) {
+        if (key.repeats && repeatEnabled && (perKeyRepeat[keycode / 8 % 32] & (1u << keycode % 8))) {
             repeatKey = keycode;
             nextRepeat = Clock::now() + std::chrono::milliseconds(repeatDelayMs);
         }
