@@ -85,9 +85,21 @@ void CameraManager::startCapture(const std::string& cameraID) {
 
     captureQueue_->async([session, self = QPointer<CameraManager>(this)] {
         session->startRunning();
-        DispatchQueue::main().async([self, session] {
+        // A camera that another program holds opens fine and fails here: the
+        // session has posted its runtime error (the one line the user's log
+        // gets) and does not run. Back to idle, so that the next start tries again.
+        const bool running = session->isRunning();
+        DispatchQueue::main().async([self, session, running] {
+            if (!self || self->captureSession_ != session) return;
             // A stop asked for while the camera was starting wins.
-            if (self && self->captureSession_ == session && !self->stopRequested_) self->setIsCapturing(true);
+            if (running) {
+                if (!self->stopRequested_) self->setIsCapturing(true);
+                return;
+            }
+            for (const auto token : self->captureSessionObservers_)
+                NSNotificationCenter::defaultCenter().removeObserver(token);
+            self->captureSessionObservers_.clear();
+            self->setCaptureSession(nullptr);
         });
     });
 }

@@ -22,6 +22,11 @@ DisplayManager::~DisplayManager() {
     CGDisplayRemoveReconfigurationCallback(&DisplayManager::reconfigurationCallback, this);
 }
 
+namespace {
+// The settings may be made before anything asked for the display manager.
+const bool registered = DisplayManagerProvider::registerMaker([] { return DisplayManager::shared(); });
+} // namespace
+
 std::shared_ptr<DisplayManager> DisplayManager::shared() {
     return SharedInstance<DisplayManager>::getOrMake([] {
         auto manager = std::make_shared<DisplayManager>(UserDefaults::standard());

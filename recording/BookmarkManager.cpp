@@ -11,6 +11,11 @@ namespace vantrel {
 BookmarkManager::BookmarkManager(std::shared_ptr<UserDefaults> userDefaults)
     : userDefaults_(std::move(userDefaults)) {}
 
+namespace {
+// The settings may be made before anything asked for the store.
+const bool registered = SaveDirectoryBookmarks::registerMaker([] { return BookmarkManager::shared(); });
+} // namespace
+
 std::shared_ptr<BookmarkManager> BookmarkManager::shared() {
     return SharedInstance<BookmarkManager>::getOrMake([] {
         auto manager = std::make_shared<BookmarkManager>(UserDefaults::standard());

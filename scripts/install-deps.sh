@@ -42,6 +42,9 @@ packages=(
   fonts-ipafont-gothic
   # the app's tests: an XEmbed tray host for the tray icon, xwininfo for window geometry
   trayer x11-utils
+  # a real terminal whose password prompt (echo off) the key input must hold back,
+  # and setxkbmap for the layout tests
+  xterm x11-xkb-utils
 )
 
 missing=()

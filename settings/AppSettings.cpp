@@ -3,16 +3,10 @@
 #include "platform/displays/Displays.h"
 #include "platform/runtime/DocumentsFolder.h"
 
-#include <cstdio>
 
 namespace vantrel {
 
 namespace {
-
-void printLine(const char* line) {
-    std::printf("%s\n", line);
-    std::fflush(stdout);
-}
 
 std::string toStd(const QString& text) {
     return text.toStdString();
@@ -24,16 +18,17 @@ AppSettings::AppSettings(std::shared_ptr<UserDefaults> defaults,
                          std::shared_ptr<SaveDirectoryBookmarks> bookmarks,
                          std::shared_ptr<DisplayManagerProvider> displays)
     : defaults_(std::move(defaults)), bookmarks_(std::move(bookmarks)), displays_(std::move(displays)) {
-    if (bookmarks_)
-        customSaveDirectoryURL_ = bookmarks_->getSavedDirectoryURL();
-    else
-        printLine("⚠️ No bookmark store is installed: the custom save folder is not kept.");
+    if (bookmarks_) customSaveDirectoryURL_ = bookmarks_->getSavedDirectoryURL();
 }
 
 std::shared_ptr<AppSettings> AppSettings::shared() {
-    return SharedInstance<AppSettings>::getOrMake([] {
-        return std::make_shared<AppSettings>(UserDefaults::standard(), SaveDirectoryBookmarks::shared());
-    });
+    if (auto existing = SharedInstance<AppSettings>::get()) return existing;
+    // One order whoever asks first: the store and the display manager, then
+    // the settings that read them. Made outside the settings' slot lock.
+    auto bookmarks = SaveDirectoryBookmarks::shared();
+    DisplayManagerProvider::shared();
+    return SharedInstance<AppSettings>::getOrMake(
+        [&] { return std::make_shared<AppSettings>(UserDefaults::standard(), std::move(bookmarks)); });
 }
 
 void AppSettings::setShared(std::shared_ptr<AppSettings> settings) {
@@ -64,12 +59,8 @@ AppSettings::Snapshot AppSettings::makeSnapshot() {
     snapshot.webcamPosition = webcamPosition();
     snapshot.saveDirectoryURL = saveDirectoryURL();
     const auto displays = displays_ ? displays_ : DisplayManagerProvider::shared();
-    if (displays) {
-        snapshot.selectedDisplayID = displays->selectedDisplayID();
-    } else {
-        printLine("⚠️ No display manager is installed: recording the main display.");
-        snapshot.selectedDisplayID = CGMainDisplayID();
-    }
+    // A program without a display manager records the main display.
+    snapshot.selectedDisplayID = displays ? displays->selectedDisplayID() : CGMainDisplayID();
     snapshot.selectedCameraID = toStd(selectedCameraID());
     snapshot.selectedMicID = toStd(selectedMicID());
     snapshot.includeAppInCapture = includeAppInCapture();

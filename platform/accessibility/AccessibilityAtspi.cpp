@@ -1,10 +1,13 @@
 #include "platform/accessibility/AccessibilityAtspi.h"
 
 #include "platform/accessibility/AccessibilityRoles.h"
+#include "platform/capture/XcbWindows.h"
 #include "platform/displays/Displays.h"
 #include "platform/input/InputEvents.h"
 
 #include <atspi/atspi.h>
+#include <cmath>
+#include <unistd.h>
 #include <condition_variable>
 #include <functional>
 #include <future>
@@ -45,10 +48,6 @@ std::optional<AtspiRect> extentsOf(AtspiAccessible* object) {
     AtspiRect result = *rect;
     g_free(rect);
     return result;
-}
-
-bool contains(const AtspiRect& rect, int x, int y) {
-    return x >= rect.x && y >= rect.y && x < rect.x + rect.width && y < rect.y + rect.height;
 }
 
 std::string takeString(gchar* text) {
@@ -204,22 +203,11 @@ public:
     }
 
     AXError elementAt(int x, int y, AXUIElementRef& element) {
-        GRef<AtspiAccessible> desktop(atspi_get_desktop(0));
-        if (!desktop) return kAXErrorCannotComplete;
-        AtspiAccessible* window = nullptr;
-        const int applications = atspi_accessible_get_child_count(desktop.get(), nullptr);
-        for (int a = 0; a < applications && !window; ++a) {
-            GRef<AtspiAccessible> application(atspi_accessible_get_child_at_index(desktop.get(), a, nullptr));
-            if (!application) continue;
-            const int windows = atspi_accessible_get_child_count(application.get(), nullptr);
-            for (int w = 0; w < windows && !window; ++w) {
-                GRef<AtspiAccessible> candidate(
-                    atspi_accessible_get_child_at_index(application.get(), w, nullptr));
-                if (!candidate || !hasState(candidate.get(), ATSPI_STATE_SHOWING)) continue;
-                const auto extents = extentsOf(candidate.get());
-                if (extents && contains(*extents, x, y)) window = candidate.release();
-            }
-        }
+        // The window the user sees at the point is the topmost one of the
+        // stack, whatever order the applications registered in.
+        const auto top = windows_.topmostAt(x, y, getpid());
+        if (!top) return kAXErrorNoValue;
+        AtspiAccessible* window = accessibleWindowFor(*top);
         if (!window) return kAXErrorNoValue;
         AtspiAccessible* deepest = window;
         for (int depth = 0; depth < kMaximumDepth; ++depth) {
@@ -240,6 +228,47 @@ public:
     }
 
 private:
+    // The accessible window that stands for an X window: one of its process's
+    // showing windows, the one whose extents are nearest to the window's (or
+    // to its frame's), the title deciding between windows at the same place.
+    AtspiAccessible* accessibleWindowFor(const xcbwindows::StackedWindow& target) {
+        GRef<AtspiAccessible> desktop(atspi_get_desktop(0));
+        if (!desktop) return nullptr;
+        auto distance = [](const AtspiRect& a, const CGRect& b) {
+            return std::abs(a.x - b.minX()) + std::abs(a.y - b.minY()) + std::abs(a.width - b.width()) +
+                   std::abs(a.height - b.height());
+        };
+        constexpr double kOtherTitle = 1e6; // outweighs any difference of extents
+        AtspiAccessible* best = nullptr;
+        double bestScore = 0;
+        const int applications = atspi_accessible_get_child_count(desktop.get(), nullptr);
+        for (int a = 0; a < applications; ++a) {
+            GRef<AtspiAccessible> application(atspi_accessible_get_child_at_index(desktop.get(), a, nullptr));
+            if (!application) continue;
+            // A window from a remote client has no process: any application may own it.
+            if (target.processID != 0 &&
+                atspi_accessible_get_process_id(application.get(), nullptr) != static_cast<guint>(target.processID))
+                continue;
+            const int windows = atspi_accessible_get_child_count(application.get(), nullptr);
+            for (int w = 0; w < windows; ++w) {
+                GRef<AtspiAccessible> candidate(
+                    atspi_accessible_get_child_at_index(application.get(), w, nullptr));
+                if (!candidate || !hasState(candidate.get(), ATSPI_STATE_SHOWING)) continue;
+                const auto extents = extentsOf(candidate.get());
+                if (!extents) continue;
+                double score = std::min(distance(*extents, target.bounds), distance(*extents, target.frame));
+                if (takeString(atspi_accessible_get_name(candidate.get(), nullptr)) != target.title)
+                    score += kOtherTitle;
+                if (!best || score < bestScore) {
+                    if (best) g_object_unref(best);
+                    best = candidate.release();
+                    bestScore = score;
+                }
+            }
+        }
+        return best;
+    }
+
     AtspiAccessible* searchFocused() {
         GRef<AtspiAccessible> desktop(atspi_get_desktop(0));
         if (!desktop) return nullptr;
@@ -313,6 +342,7 @@ private:
     bool available_ = false;
     AtspiEventListener* listener_ = nullptr;
     AtspiAccessible* focused_ = nullptr;
+    xcbwindows::WindowStack windows_; // worker thread only
 };
 
 AccessibilityAtspi::AccessibilityAtspi() : worker_(std::make_shared<Worker>()) {

@@ -72,7 +72,12 @@ bool FakeCamera::configure(const CameraFormat& format, int maxFramesPerSecond, s
     return true;
 }
 
-bool FakeCamera::start(std::string&) {
+bool FakeCamera::start(std::string& error) {
+    FakeCameraFault busy = FakeCameraFault::busy;
+    if (pendingFault().compare_exchange_strong(busy, FakeCameraFault::none)) {
+        error = kBusyDescription;
+        return false;
+    }
     std::lock_guard guard(mutex_);
     woken_ = false;
     nextFrameTime_ = std::chrono::steady_clock::now();
@@ -95,12 +100,16 @@ CameraReadResult FakeCamera::waitForFrame(int timeoutMs, const Consume& consume)
         if (nextFrameTime_ < std::chrono::steady_clock::now())
             nextFrameTime_ = std::chrono::steady_clock::now();
     }
-    switch (pendingFault().exchange(FakeCameraFault::none)) {
+    // A fault meant for the next start stays for it.
+    FakeCameraFault fault = pendingFault().load();
+    if (fault != FakeCameraFault::busy) fault = pendingFault().exchange(FakeCameraFault::none);
+    switch (fault) {
     case FakeCameraFault::unplug:
         return {CameraReadStatus::disconnected, {}};
     case FakeCameraFault::error:
         return {CameraReadStatus::failed, kErrorDescription};
     case FakeCameraFault::none:
+    case FakeCameraFault::busy: // for the next start, which this one is not
         break;
     }
     frame_ = makeFrame(format_.width, format_.height, frameNumber_++);

@@ -27,8 +27,10 @@ struct FakeCameraFormat {
     std::string node() const;
 };
 
-/// What the next waitForFrame of every running fake camera reports instead of a frame.
-enum class FakeCameraFault { none, unplug, error };
+/// What the next waitForFrame of every running fake camera reports instead of
+/// a frame; `busy` makes the next start fail instead, as a camera that another
+/// program holds does.
+enum class FakeCameraFault { none, unplug, error, busy };
 
 class FakeCamera final : public CameraStream {
 public:
@@ -36,6 +38,7 @@ public:
     static constexpr int kCounterBlock = 8; ///< side of one counter block, in pixels
     static constexpr const char* kUniqueIDPrefix = "vantrel-fake-camera";
     static constexpr const char* kErrorDescription = "The fake camera reported an error";
+    static constexpr const char* kBusyDescription = "The fake camera is busy";
 
     /// The device the lists show for this format.
     static AVCaptureDevice device(const FakeCameraFormat& format, int index = 0);

@@ -1,9 +1,11 @@
 #include "platform/input/InputEventsXInput2.h"
 
 #include "platform/runtime/DispatchQueue.h"
+#include "platform/capture/XcbWindows.h"
 #include "platform/displays/DisplayList.h"
 #include "platform/displays/Displays.h"
 #include "platform/input/KeyboardLayoutXkb.h"
+#include "platform/input/TerminalEchoProc.h"
 
 #include <algorithm>
 #include <array>
@@ -31,6 +33,7 @@ using Clock = std::chrono::steady_clock;
 constexpr uint16_t kDefaultRepeatDelayMs = 660;
 constexpr uint16_t kDefaultRepeatIntervalMs = 40;
 constexpr uint8_t kLeftButton = 1;
+constexpr uint16_t kReturnKeyCode = 36, kEnterKeyCode = 76;
 
 template <typename T> using Reply = std::unique_ptr<T, decltype(&free)>;
 template <typename T> Reply<T> reply(T* raw) {
@@ -62,6 +65,13 @@ struct InputEventsXInput2::Listener {
     std::unique_ptr<KeyboardLayoutXkb> layout;
     uint16_t repeatDelayMs = kDefaultRepeatDelayMs;
     uint16_t repeatIntervalMs = kDefaultRepeatIntervalMs;
+    // Auto-repeat as the server has it: off for all keys (`xset r off`) or per key.
+    bool repeatEnabled = true;
+    std::array<uint8_t, 32> perKeyRepeat = [] {
+        std::array<uint8_t, 32> every;
+        every.fill(0xFF);
+        return every;
+    }();
     int wakeFd = -1;
     std::thread thread;
     std::function<void(NSEvent)> post;
@@ -73,6 +83,11 @@ struct InputEventsXInput2::Listener {
     bool pointerMovedInRun = false;
     int lastX = INT_MIN, lastY = INT_MIN;
     std::array<uint8_t, 32> keymap{};
+    // A terminal reading a password has the focus: its keys are held back as
+    // a password field's are. Looked up at each key press.
+    xcbwindows::WindowStack windows;
+    TerminalEchoProc terminal;
+    bool passwordPrompt = false;
 
     ~Listener() {
         if (thread.joinable()) {
@@ -135,6 +150,8 @@ struct InputEventsXInput2::Listener {
         if (!controls) return;
         if (controls->repeatDelay > 0) repeatDelayMs = controls->repeatDelay;
         if (controls->repeatInterval > 0) repeatIntervalMs = controls->repeatInterval;
+        repeatEnabled = controls->enabledControls & XCB_XKB_BOOL_CTRL_REPEAT_KEYS;
+        std::copy(std::begin(controls->perKeyRepeat), std::end(controls->perKeyRepeat), perKeyRepeat.begin());
     }
 
     bool selectRawEvents() {
@@ -262,13 +279,21 @@ struct InputEventsXInput2::Listener {
     }
 
     void send(NSEvent event) {
-        if (isKeyType(event.type) && IsSecureEventInputEnabled()) return;
+        if (isKeyType(event.type) && (IsSecureEventInputEnabled() || passwordPrompt)) return;
         post(std::move(event));
     }
 
     void onKey(uint32_t keycode, bool down) {
         if (!layout) return;
         KeyTranslation key = layout->translate(keycode);
+        // One round trip for the focus and a tcgetattr per press; repeats and
+        // releases keep the answer of their press. The Return that ends a
+        // password may reach us after the program has already turned echo
+        // back on: it stays hidden with the line it ends.
+        if (down) {
+            const bool endsLine = key.keyCode == kReturnKeyCode || key.keyCode == kEnterKeyCode;
+            passwordPrompt = terminal.readsPassword(windows.focusedProcess()) || (endsLine && passwordPrompt);
+        }
         if (key.isModifier) {
             // XKB's own state notification follows; updating here keeps the
             // flags right for this event too.
@@ -287,7 +312,7 @@ struct InputEventsXInput2::Listener {
         send(keyDownEvent(key, false));
         // As on every desktop, only the last key pressed repeats.
         repeatKey.reset();
-        if (key.repeats) {
+        if (key.repeats && repeatEnabled && (perKeyRepeat[keycode / 8 % 32] & (1u << keycode % 8))) {
             repeatKey = keycode;
             nextRepeat = Clock::now() + std::chrono::milliseconds(repeatDelayMs);
         }

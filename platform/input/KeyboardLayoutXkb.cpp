@@ -9,6 +9,21 @@ namespace vantrel {
 
 namespace {
 
+uint32_t navigationTwin(xkb_keysym_t keysym) {
+    switch (keysym) {
+    case XKB_KEY_KP_Home: return XKB_KEY_Home;
+    case XKB_KEY_KP_End: return XKB_KEY_End;
+    case XKB_KEY_KP_Prior: return XKB_KEY_Prior;
+    case XKB_KEY_KP_Next: return XKB_KEY_Next;
+    case XKB_KEY_KP_Left: return XKB_KEY_Left;
+    case XKB_KEY_KP_Right: return XKB_KEY_Right;
+    case XKB_KEY_KP_Up: return XKB_KEY_Up;
+    case XKB_KEY_KP_Down: return XKB_KEY_Down;
+    case XKB_KEY_KP_Delete: return XKB_KEY_Delete;
+    default: return 0;
+    }
+}
+
 std::string utf8Of(xkb_state* state, xkb_keycode_t keycode) {
     char buffer[64];
     const int length = xkb_state_key_get_utf8(state, keycode, buffer, sizeof buffer);
@@ -105,6 +120,10 @@ KeyTranslation KeyboardLayoutXkb::translate(uint32_t xKeycode) const {
                           : xkb_keymap_key_get_syms_by_level(keymap_, xKeycode, group, 0, &syms);
     const xkb_keysym_t firstLevel = count > 0 ? syms[0] : XKB_KEY_NoSymbol;
     result.keyCode = macKeyCode(firstLevel, xKeycode);
+    // With Num Lock off the keypad's keys are arrows, Home, End, the pages and
+    // Delete, and are named as those.
+    if (const uint32_t twin = navigationTwin(xkb_state_key_get_one_sym(state_, xKeycode)))
+        result.keyCode = macKeyCode(twin, 0);
     result.characters = utf8Of(state_, xKeycode);
     result.charactersIgnoringModifiers = utf8Of(shiftOnly_, xKeycode);
     result.isModifier = isModifierKeysym(firstLevel);
@@ -118,7 +137,9 @@ NSEventModifierFlags KeyboardLayoutXkb::modifierFlags() const {
         return xkb_state_mod_name_is_active(state_, name, XKB_STATE_MODS_EFFECTIVE) > 0;
     };
     if (active(XKB_MOD_NAME_CTRL)) flags.rawValue |= NSEventModifierFlags::control;
-    if (active(XKB_MOD_NAME_ALT)) flags.rawValue |= NSEventModifierFlags::option;
+    // AltGr (ISO_Level3_Shift, on Mod5 in every stock layout) is the Option
+    // key of layouts that type "@" or "€" with it.
+    if (active(XKB_MOD_NAME_ALT) || active("Mod5")) flags.rawValue |= NSEventModifierFlags::option;
     if (active(XKB_MOD_NAME_SHIFT)) flags.rawValue |= NSEventModifierFlags::shift;
     if (active(XKB_MOD_NAME_LOGO)) flags.rawValue |= NSEventModifierFlags::command;
     return flags;

@@ -12,10 +12,10 @@ namespace {
 constexpr int kStartTimeoutMs = 15000;
 }
 
-GtkTestWindow::GtkTestWindow() {
+GtkTestWindow::GtkTestWindow(const QStringList& options) {
     qtApp();
     process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process_.start(QStringLiteral("/usr/bin/python3"), {QStringLiteral(VANTREL_GTK_TEST_WINDOW)});
+    process_.start(QStringLiteral("/usr/bin/python3"), QStringList{QStringLiteral(VANTREL_GTK_TEST_WINDOW)} + options);
     if (!process_.waitForStarted(kStartTimeoutMs)) return;
     if (!waitUntil([&] { return process_.canReadLine() || process_.state() != QProcess::Running; },
                    std::chrono::milliseconds(kStartTimeoutMs)))

@@ -13,12 +13,14 @@ namespace vantrel::test {
 
 class GtkTestWindow {
 public:
-    /// Starts the window and waits until it is on screen; check isReady().
-    GtkTestWindow();
+    /// Starts the window with the script's options (--at, --button, --second,
+    /// --desktop) and waits until it is on screen; check isReady().
+    explicit GtkTestWindow(const QStringList& options = {});
     ~GtkTestWindow();
 
     bool isReady() const { return !rects_.empty(); }
-    /// A widget's rectangle in root coordinates: "entry", "password", "save", "settings", "label".
+    /// A widget's rectangle in root coordinates: "entry", "password", "save",
+    /// "settings", "label"; "button", "second" or "folder" with those options.
     CGRect rect(const std::string& widget) const;
     CGPoint center(const std::string& widget) const;
     /// Gives the keyboard focus to a widget.

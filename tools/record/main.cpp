@@ -7,7 +7,7 @@
 #include "RunSettings.h"
 
 #include "devices/DisplayManager.h"
-#include "platform/accessibility/AccessibilityAtspi.h"
+#include "platform/accessibility/AccessibilityOnDemand.h"
 #include "platform/displays/DisplayList.h"
 #include "platform/displays/Displays.h"
 #include "recording/BookmarkManager.h"
@@ -92,8 +92,9 @@ int main(int argc, char** argv) {
     BookmarkManager::shared();
     DisplayManager::shared();
     auto userSettings = AppSettings::shared();
-    auto accessibility = std::make_shared<AccessibilityAtspi>();
-    if (accessibility->isAvailable()) Accessibility::setShared(accessibility);
+    // Focus rectangles, labels and password safety start whenever the
+    // session's accessibility is on, now or later in the run.
+    Accessibility::setShared(AccessibilityOnDemand::makeAtspi());
 
     auto recorder = ScreenRecorder::create(std::make_shared<RunSettings>(userSettings, options, display));
     RecordRun run(recorder, options, results);

@@ -2,7 +2,7 @@
 // monitor for a while, in the trace format vantrel-render replays.
 #include "TraceRecorder.h"
 #include "input/EventMonitor.h"
-#include "platform/accessibility/AccessibilityAtspi.h"
+#include "platform/accessibility/AccessibilityOnDemand.h"
 #include "platform/displays/Displays.h"
 
 #include <QCoreApplication>
@@ -25,12 +25,8 @@ int main(int argc, char** argv) {
         std::cout << "❌ No X display: set DISPLAY to a running X server." << std::endl;
         return 1;
     }
-    auto accessibility = std::make_shared<AccessibilityAtspi>();
-    if (accessibility->isAvailable())
-        Accessibility::setShared(accessibility);
-    else
-        std::cout << "⚠️ No accessibility bus: recording without focus rectangles and labels."
-                  << std::endl;
+    // Focus rectangles and labels start whenever the session's accessibility is on.
+    Accessibility::setShared(AccessibilityOnDemand::makeAtspi());
 
     std::ofstream output(options.outPath);
     if (!output) {

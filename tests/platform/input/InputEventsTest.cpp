@@ -1,13 +1,17 @@
 // The X11 input service against a real Xvfb of the test's own, driven by
 // XTest: raw pointer and key events in order on the main thread, modifiers
 // from XKB, repeats of a held key at the server's rate, the core-polling
-// fall-back that a refused tap leads to, and secure input.
+// fall-back that a refused tap leads to, and a terminal's password prompt.
 #include "platform/displays/DisplayList.h"
 #include "platform/displays/Displays.h"
 #include "platform/input/InputEventsXInput2.h"
+#include "platform/input/TerminalEchoProc.h"
 #include "tests/support/TestServices.h"
 #include "tests/support/XTestInput.h"
 
+#include <QProcess>
+#include <QTemporaryDir>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <vector>
 
@@ -26,10 +30,7 @@ protected:
         qtApp();
         DisplayList::setShared(nullptr);
     }
-    void TearDown() override {
-        DisableSecureEventInput();
-        DisplayList::setShared(nullptr);
-    }
+    void TearDown() override { DisplayList::setShared(nullptr); }
 
     std::vector<NSEventType> types(NSEventMask mask = kMouse | kKeys) const {
         std::vector<NSEventType> result;
@@ -48,6 +49,11 @@ protected:
     }
     bool waitForCount(size_t count, std::chrono::milliseconds timeout = 3s) {
         return waitUntil([&] { return events.size() >= count; }, timeout);
+    }
+
+    static std::string readFile(const QString& path) {
+        std::ifstream file(path.toStdString());
+        return {std::istreambuf_iterator<char>(file), {}};
     }
 
     XvfbServer server;
@@ -116,7 +122,6 @@ TEST_F(InputEventsTest, KeysCarryCodeCharactersAndModifiersFromXkb) {
     EXPECT_EQ(keys[1].modifierFlags.rawValue, 0u);
     EXPECT_EQ(keys[1].characters, "1");
     EXPECT_EQ(events[0].modifierFlags.rawValue, NSEventModifierFlags::control);
-    service->removeMonitor(tap);
 }
 
 TEST_F(InputEventsTest, AHeldKeyRepeatsAtTheServersRateUntilReleased) {
@@ -149,6 +154,33 @@ TEST_F(InputEventsTest, AHeldKeyRepeatsAtTheServersRateUntilReleased) {
     runMainLoopFor(100ms);
     EXPECT_EQ(types(), (std::vector{NSEventType::flagsChanged, NSEventType::flagsChanged}));
     service->removeMonitor(tap);
+
+    // With auto-repeat off nothing is made up.
+    ASSERT_TRUE(runCommand("DISPLAY=" + server.display() + " xset r off"));
+    auto quiet = std::make_shared<InputEventsXInput2>();
+    tap = quiet->createKeyEventTap(recorder());
+    runMainLoopFor(100ms);
+    events.clear();
+    input.key(keycode::a, true);
+    runMainLoopFor(500ms); // more than three times the 150 ms delay
+    input.key(keycode::a, false);
+    runMainLoopFor(100ms);
+    EXPECT_EQ(keyDowns().size(), 1u);
+}
+
+TEST_F(InputEventsTest, AltGrOnAGermanLayoutCountsAsOption) {
+    ASSERT_TRUE(runCommand("setxkbmap -display " + server.display() + " de"));
+    auto service = std::make_shared<InputEventsXInput2>();
+    auto tap = service->createKeyEventTap(recorder());
+    runMainLoopFor(100ms);
+    constexpr uint32_t altGr = 108, q = 24; // German "@" is AltGr+Q
+    input.key(altGr, true);
+    input.tap(q);
+    input.key(altGr, false);
+    ASSERT_TRUE(waitUntil([&] { return !keyDowns().empty(); }, 3s));
+    EXPECT_EQ(keyDowns()[0].characters, "@");
+    EXPECT_EQ(keyDowns()[0].charactersIgnoringModifiers, "q");
+    EXPECT_EQ(keyDowns()[0].modifierFlags.rawValue, NSEventModifierFlags::option);
 }
 
 TEST_F(InputEventsTest, WithoutXInput2TheTapIsRefusedAndCorePollingServesTheMonitors) {
@@ -178,28 +210,47 @@ TEST_F(InputEventsTest, WithoutXInput2TheTapIsRefusedAndCorePollingServesTheMoni
                            NSEventType::leftMouseUp, NSEventType::keyDown}));
     ASSERT_EQ(keyDowns().size(), 1u);
     EXPECT_EQ(keyDowns()[0].keyCode, 40);
-    service->removeMonitor(mouse);
-    service->removeMonitor(keys);
 }
 
-TEST_F(InputEventsTest, SecureInputHidesEveryKeyButNotThePointer) {
+// A real terminal whose program reads a password treats it as a password
+// field: no key at all; plain reading afterwards shows keys again.
+TEST_F(InputEventsTest, KeysForATerminalReadingAPasswordAreHidden) {
+    QTemporaryDir dir;
+    const QString ready = dir.filePath("ready"), secret = dir.filePath("secret"), plain = dir.filePath("plain");
+    QProcess xterm;
+    xterm.start("xterm", {"-geometry", "60x10+0+0", "-e", "bash", "-c",
+                          "touch " + ready + "; read -s a; echo \"$a\" > " + secret + "; read b; echo \"$b\" > " + plain});
+    ASSERT_TRUE(xterm.waitForStarted(5000));
+    const pid_t terminal = static_cast<pid_t>(xterm.processId());
+    TerminalEchoProc echo;
+    // The terminal starts with echo off until its shell has set the modes up.
+    ASSERT_TRUE(waitUntil([&] { return QFile::exists(ready) && echo.readsPassword(terminal); }, 10s));
     auto service = std::make_shared<InputEventsXInput2>();
     auto tap = service->createKeyEventTap(recorder());
-    auto mouse = service->addGlobalMonitorForEvents(kMouse, recorder());
+    auto mouse = service->addGlobalMonitorForEvents(maskOf(NSEventType::mouseMoved), recorder());
     runMainLoopFor(100ms);
-
-    EnableSecureEventInput();
-    input.tap(keycode::a);
-    input.tap(keycode::shiftL);
-    input.moveTo(10, 10);
+    input.moveTo(100, 60); // no window manager: the focus follows the pointer into the terminal
     ASSERT_TRUE(waitForCount(1));
-    runMainLoopFor(200ms);
-    EXPECT_EQ(types(), (std::vector{NSEventType::mouseMoved}));
+    events.clear();
+    // A pointer motion after each key, waited for: the listener has then judged
+    // the key while the prompt was up, as for a user, who types far slower.
+    int x = 100;
+    for (uint32_t key : {keycode::a, keycode::k, keycode::shiftL, keycode::ret}) {
+        input.tap(key);
+        input.moveTo(++x, 60);
+        ASSERT_TRUE(waitUntil([&] { return !events.empty(); }, 5s));
+        EXPECT_EQ(types(), std::vector{NSEventType::mouseMoved}) << "key " << key << " shown";
+        events.clear();
+    }
+    ASSERT_TRUE(waitUntil([&] { return !readFile(secret).empty(); }, 5s)) << "the terminal got the keys";
+    EXPECT_EQ(readFile(secret), "ak\n");
 
-    DisableSecureEventInput();
-    input.tap(keycode::a);
-    ASSERT_TRUE(waitForCount(2));
-    EXPECT_EQ(events.back().type, NSEventType::keyDown);
-    service->removeMonitor(tap);
-    service->removeMonitor(mouse);
+    ASSERT_TRUE(waitUntil([&] { return !echo.readsPassword(terminal); }, 5s));
+    input.tap(keycode::k);
+    input.tap(keycode::ret);
+    EXPECT_TRUE(waitUntil([&] { return readFile(plain) == "k\n"; }, 5s));
+    ASSERT_TRUE(waitUntil([&] { return keyDowns().size() == 2; }, 5s));
+    EXPECT_EQ(keyDowns()[0].charactersIgnoringModifiers, "k");
+    xterm.kill();
+    xterm.waitForFinished(3000);
 }
