@@ -209,8 +209,11 @@ TEST(RecordTool, RecordsBothFilesWithTwoSoundsAndClosesThePause) {
 
     for (const auto& path : result.paths) {
         expectFinishedHevcFile(path, 2);
-        // Five seconds with one paused: the gap closes up in the file.
-        EXPECT_NEAR(fileDuration(path), 4.0, 0.35) << path;
+        // Five seconds with one paused: the gap closes up in the file (5 s if
+        // it did not, 3 s if it were taken twice). The tool applies its
+        // scripted times from a 50 ms poll that a loaded machine delays by
+        // hundreds of milliseconds (4.37 s measured at load 22): 0.6 s margin.
+        EXPECT_NEAR(fileDuration(path), 4.0, 0.6) << path;
         // System audio first, then the microphone, never mixed.
         const auto systemTrack = decodeAudioTrack(path, 0, 48000);
         const auto micTrack = decodeAudioTrack(path, 1, 48000);
@@ -279,22 +282,22 @@ TEST(RecordTool, FailuresLeaveAClearMessageOrAPlayableFile) {
     {
         SCOPED_TRACE("the disk is full before the first picture is on it");
         RecordingFolder folder;
-        // Noise over the whole screen: the first fragment (a key frame of it)
-        // is far bigger than the 64 KB the file may grow to, while the header
-        // fits. Whenever the write fails (at the second key frame, 2 s in, or
-        // at the latest when the 20 s end flushes it), no whole picture is in
-        // the file, so the writer takes the unplayable file away.
-        PatternWindow noise(0, 0, 1920, 1080, [](int x, int y) {
+        // Noise in a window: the first fragment (a key frame of it) is far
+        // bigger than the 64 KB the file may grow to, while the header fits.
+        // Whenever the write fails (at the second key frame, 2 s in, or when
+        // the end of the run flushes the first fragment, if the encoder is
+        // that slow), no whole picture is in the file: the writer takes the
+        // unplayable file away, and the tool says so and fails.
+        PatternWindow noise(0, 0, 512, 512, [](int x, int y) {
             uint32_t h = uint32_t(x) * 73856093u ^ uint32_t(y) * 19349663u;
             h ^= h >> 13;
             h *= 0x5bd1e995u;
             return h ^ (h >> 15);
         }, PatternWindow::Owner::thisProcess);
         ASSERT_TRUE(noise.isValid());
-        const auto result = record("--seconds 20 --out '" + folder.out.string() + "'", "ulimit -f 64;");
-        EXPECT_EQ(result.exitCode, 1);
-        EXPECT_NE(result.err.find("stopped early"), std::string::npos) << result.err;
-        EXPECT_NE(result.err.find("no file is left"), std::string::npos) << result.err;
+        const auto result = record("--seconds 6 --out '" + folder.out.string() + "'", "ulimit -f 64;");
+        EXPECT_EQ(result.exitCode, 1) << result.err;
+        EXPECT_NE(result.err.find("nothing playable was written, so no file is left"), std::string::npos) << result.err;
         EXPECT_TRUE(result.paths.empty());
         EXPECT_TRUE(folder.files().empty()) << "an unplayable file was left behind";
     }

@@ -128,6 +128,15 @@ QCoro::Task<int> RecordRun::run() {
                      kept ? "what was recorded is kept" : "nothing playable was written, so no file is left");
         status = 1;
     }
+    // A write that failed while the files were being finished (the disk
+    // filled with the last fragment) is a failure too, not a saved file.
+    if (status == 0 && files_.front().writer->status() == AVAssetWriterStatus::failed) {
+        const bool kept = std::filesystem::exists(files_.front().path);
+        std::fprintf(stderr, "vantrel-record: the file could not be finished: %s; %s\n",
+                     files_.front().writer->error().localizedDescription.c_str(),
+                     kept ? "what was recorded is kept" : "nothing playable was written, so no file is left");
+        status = 1;
+    }
     recorder_->setFrameObserver({});
     cameraPath_.close();
     printResults();
