@@ -4,7 +4,7 @@ TEST_DIR     := build/sanitize
 GENERATOR    := Ninja
 JOBS         ?= $(shell nproc)
 
-.PHONY: all deps build run demo test bench clean
+.PHONY: all deps build run demo test bench deb install clean
 
 all: build
 
@@ -39,6 +39,16 @@ bench: deps
 	$(BUILD_DIR)/bin/vantrel-bench-engine --size 3840x2160
 	bash scripts/with-test-services.sh $(BUILD_DIR)/bin/vantrel-bench-record
 	bash scripts/with-test-services.sh $(BUILD_DIR)/bin/vantrel-bench-record --full
+
+# A Debian package of the Release build: build/vantrel_VERSION_ARCH.deb.
+deb: deps
+	@$(MAKE) --no-print-directory build
+	cd $(BUILD_DIR) && cpack -G DEB
+
+# Installs the Release build under PREFIX (default /usr/local).
+PREFIX ?= /usr/local
+install: build
+	cmake --install $(BUILD_DIR) --prefix $(PREFIX)
 
 clean:
 	rm -rf $(BUILD_DIR)

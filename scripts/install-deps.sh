@@ -35,6 +35,15 @@ packages=(
   libxcb-xinput-dev libxcb-xkb-dev libxcb-xtest0-dev libxkbcommon-dev libxkbcommon-x11-dev xkb-data xdotool
   # accessibility: AT-SPI2 client library; a GTK3 window from Debian's python for its tests
   libatspi2.0-dev python3-gi gir1.2-gtk-3.0
+  # The update check reads its feed with Qt Network (in qt6-base-dev); the
+  # windows show our SVG icon (Qt's SVG image plugin) and are Qt Quick views.
+  qt6-svg-dev qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-window
+  qml6-module-qtquick-templates qml6-module-qtquick-layouts qml6-module-qtqml-workerscript
+  # `make deb`: dpkg-shlibdeps computes the package's dependencies; the tests
+  # validate the desktop entry and the AppStream metainfo.
+  dpkg-dev fakeroot desktop-file-utils appstream
+  # The arrow at the tray icon after the first run speaks Japanese whatever the locale.
+  fonts-ipafont-gothic
 )
 
 missing=()
