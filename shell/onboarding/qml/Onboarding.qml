@@ -107,11 +107,11 @@ Rectangle {
     Component {
         id: completion
         ColumnLayout {
-            spacing: 20
+            spacing: 10
             Label {
                 Layout.alignment: Qt.AlignHCenter
                 text: "✦"
-                font.pixelSize: 64
+                font.pixelSize: 56
                 color: "orange"
                 SequentialAnimation on opacity {
                     running: onboarding.currentPage === 3
@@ -128,7 +128,7 @@ Rectangle {
                 font.pixelSize: 14
                 color: Qt.rgba(1, 1, 1, 0.6)
             }
-            Item { Layout.preferredHeight: 16 }
+            Item { Layout.preferredHeight: 6 }
             ProminentButton {
                 Layout.alignment: Qt.AlignHCenter
                 text: qsTr("Start Vantrel")

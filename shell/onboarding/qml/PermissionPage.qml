@@ -49,7 +49,7 @@ ColumnLayout {
     Label {
         visible: isGranted
         Layout.alignment: Qt.AlignHCenter
-        text: "✔ " + qsTr("Granted ✓")
+        text: qsTr("Granted ✓")
         font.pixelSize: 15
         font.bold: true
         color: "#34c759"
