@@ -87,6 +87,13 @@ TEST(OnboardingWindowTest, PagesRenderDarkWithTheCurrentDotAndStartVantrelFinish
     ASSERT_TRUE(test::waitUntil([&] { return manager.pointerWindow() != nullptr; }, 5s));
     EXPECT_EQ(manager.pointerWindow()->x() + 260 / 2, tray.center().x());
     EXPECT_EQ(OnboardingWindowManager::pointerCenterX(QRect(), QRect(0, 0, 1920, 1080)), 1920 - 160);
+    QQuickView* pointer = manager.pointerWindow();
+    ASSERT_TRUE(test::waitUntil([&] { return pointer->isExposed(); }, 10s));
+    test::runMainLoopFor(1500ms); // the 0.6 s fade-in, with room for a loaded machine
+    const QImage pointerShot = pointer->grabWindow();
+    pointerShot.save(QString::fromStdString((shots / "onboarding-pointer.png").string()));
+    // The capsule under the arrow is a dark plate with white text in its middle.
+    EXPECT_LT(qGray(pointerShot.pixel(30, 100 - 8 - 18)), 80);
     manager.dismissMenuBarPointer();
     EXPECT_EQ(manager.pointerWindow(), nullptr);
 }
