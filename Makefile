@@ -4,7 +4,16 @@ TEST_DIR     := build/sanitize
 GENERATOR    := Ninja
 JOBS         ?= $(shell nproc)
 
-.PHONY: all deps build run demo test bench clean
+# Where ccache is installed, rebuilds of another checkout (a fresh clone, a
+# second worktree) reuse what was compiled before: paths are taken relative to
+# the checkout and the build folder is not part of the key.
+ifneq ($(shell command -v ccache),)
+LAUNCHER     := -DCMAKE_CXX_COMPILER_LAUNCHER=ccache
+export CCACHE_BASEDIR  := $(CURDIR)
+export CCACHE_NOHASHDIR := 1
+endif
+
+.PHONY: all deps build run demo test bench deb install clean
 
 all: build
 
@@ -12,10 +21,10 @@ deps:
 	@bash scripts/install-deps.sh
 
 $(BUILD_DIR)/build.ninja:
-	cmake -S . -B $(BUILD_DIR) -G $(GENERATOR) -DCMAKE_BUILD_TYPE=Release -DVANTREL_TESTS=OFF
+	cmake -S . -B $(BUILD_DIR) -G $(GENERATOR) -DCMAKE_BUILD_TYPE=Release -DVANTREL_TESTS=OFF $(LAUNCHER)
 
 $(TEST_DIR)/build.ninja:
-	cmake -S . -B $(TEST_DIR) -G $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVANTREL_SANITIZE=ON
+	cmake -S . -B $(TEST_DIR) -G $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVANTREL_SANITIZE=ON $(LAUNCHER)
 
 build: $(BUILD_DIR)/build.ninja
 	cmake --build $(BUILD_DIR) -j $(JOBS)
@@ -39,6 +48,16 @@ bench: deps
 	$(BUILD_DIR)/bin/vantrel-bench-engine --size 3840x2160
 	bash scripts/with-test-services.sh $(BUILD_DIR)/bin/vantrel-bench-record
 	bash scripts/with-test-services.sh $(BUILD_DIR)/bin/vantrel-bench-record --full
+
+# A Debian package of the Release build: build/vantrel_VERSION_ARCH.deb.
+deb: deps
+	@$(MAKE) --no-print-directory build
+	cd $(BUILD_DIR) && cpack -G DEB
+
+# Installs the Release build under PREFIX (default /usr/local).
+PREFIX ?= /usr/local
+install: build
+	cmake --install $(BUILD_DIR) --prefix $(PREFIX)
 
 clean:
 	rm -rf $(BUILD_DIR)

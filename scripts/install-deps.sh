@@ -45,6 +45,12 @@ packages=(
   # a real terminal whose password prompt (echo off) the key input must hold back,
   # and setxkbmap for the layout tests
   xterm x11-xkb-utils
+  # the windows show our SVG icon (Qt's SVG image plugin); the update check
+  # reads its feed with Qt Network (in qt6-base-dev)
+  qt6-svg-dev
+  # `make deb`: dpkg-shlibdeps computes the package's dependencies; the tests
+  # validate the desktop entry and the AppStream metainfo.
+  dpkg-dev fakeroot desktop-file-utils appstream
 )
 
 missing=()

@@ -4,11 +4,14 @@
 #include "platform/accessibility/AccessibilityAtspi.h"
 #include "platform/core/ConsoleLine.h"
 #include "recording/BookmarkManager.h"
+#include "platform/runtime/UserDefaults.h"
 #include "settings/AppSettings.h"
+#include "settings/PermissionsManager.h"
 #include "shell/common/AppCommands.h"
 #include "shell/menubar/MenuBarViewModel.h"
 #include "shell/onboarding/OnboardingWindowManager.h"
 #include "shell/settingswindow/SettingsWindowManager.h"
+#include "shell/updates/UpdateAlertsWidgets.h"
 #include "shell/updates/UpdateManager.h"
 
 #include <QAction>
@@ -45,8 +48,8 @@ VantrelApp::VantrelApp() {
     if (accessibility->isAvailable()) Accessibility::setShared(accessibility);
 
     viewModel_ = std::make_unique<MenuBarViewModel>();
-    updateManager_ = std::make_unique<UpdateManager>();
-    onboardingManager_ = std::make_unique<OnboardingWindowManager>();
+    updateManager_ =
+        std::make_unique<UpdateManager>(UserDefaults::standard(), std::make_unique<UpdateAlertsWidgets>());
     settingsWindow_ = std::make_unique<SettingsWindowManager>();
 
     AppCommands& commands = AppCommands::shared();
@@ -73,6 +76,11 @@ VantrelApp::VantrelApp() {
     connect(settings_.get(), &AppSettings::recordingShortcutModifiersRawChanged, this,
             &VantrelApp::updateMenu);
     tray_->show();
+    onboardingManager_ = std::make_unique<OnboardingWindowManager>(
+        settings_, PermissionsManager::shared(), [this] { return tray_->geometry(); });
+    // The arrow at the tray icon has done its job once the user opens the tray menu.
+    connect(menu_.get(), &QMenu::aboutToShow, onboardingManager_.get(),
+            &OnboardingWindowManager::dismissMenuBarPointer);
     if (!commands.trayAvailable())
         printLine("⚠️ No system tray on this desktop: the dashboard carries Settings, Check for Updates "
                   "and Quit");
@@ -92,7 +100,10 @@ void VantrelApp::buildMenu() {
     QAction* settingsAction =
         menu_->addAction(tr("Settings..."), [] { AppCommands::shared().openSettings(); });
     settingsAction->setShortcut(QKeySequence(QStringLiteral("Ctrl+,")));
-    menu_->addAction(tr("Check for Updates..."), [] { AppCommands::shared().checkForUpdates(); });
+    QAction* updatesAction =
+        menu_->addAction(tr("Check for Updates..."), [] { AppCommands::shared().checkForUpdates(); });
+    // Without a feed address the item says so instead of checking.
+    if (!updateManager_->isConfigured()) updatesAction->setText(updateManager_->menuItemTitle());
     menu_->addSeparator();
     QAction* quitAction = menu_->addAction(tr("Quit"), viewModel_.get(), &MenuBarViewModel::quitApp);
     quitAction->setShortcut(QKeySequence(QStringLiteral("Ctrl+Q")));
