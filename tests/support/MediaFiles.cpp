@@ -132,12 +132,4 @@ std::optional<std::array<int, 4>> nclxColour(const std::filesystem::path& file) 
     return std::array<int, 4>{u8(0) << 8 | u8(1), u8(2) << 8 | u8(3), u8(4) << 8 | u8(5), u8(6) >> 7};
 }
 
-std::vector<nlohmann::json> streamsOfType(const nlohmann::json& probe, const std::string& codecType) {
-    std::vector<nlohmann::json> found;
-    if (!probe.contains("streams")) return found;
-    for (const auto& stream : probe["streams"])
-        if (stream.value("codec_type", "") == codecType) found.push_back(stream);
-    return found;
-}
-
 } // namespace vantrel::test

@@ -18,8 +18,6 @@ std::optional<std::string> commandOutput(const std::string& commandLine);
 
 /// `ffprobe -of json -show_format -show_streams`; null when ffprobe fails.
 nlohmann::json probeFile(const std::filesystem::path& file);
-/// The streams of one kind ("video", "audio") in file order.
-std::vector<nlohmann::json> streamsOfType(const nlohmann::json& probe, const std::string& codecType);
 
 /// Per packet of the first video track: presentation time in seconds and
 /// whether it is a key frame.

@@ -6,6 +6,7 @@
 #include "flashbeep/FlashAnalysis.h"
 #include "flashbeep/FlashScene.h"
 #include "tests/support/MediaFiles.h"
+#include "tests/support/MediaProbe.h"
 #include "tests/support/TestServices.h"
 
 #include <gtest/gtest.h>

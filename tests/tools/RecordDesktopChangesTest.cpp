@@ -2,6 +2,7 @@
 // size, and the output device going away while it records.
 
 #include "tests/support/MediaFiles.h"
+#include "tests/support/MediaProbe.h"
 #include "tests/support/TestServices.h"
 
 #include <gtest/gtest.h>

@@ -5,6 +5,7 @@
 // machine the tool may take seconds to start.
 
 #include "tests/support/MediaFiles.h"
+#include "tests/support/MediaProbe.h"
 #include "tests/support/PatternWindow.h"
 #include "tests/support/TestServices.h"
 #include "tests/support/XTestInput.h"

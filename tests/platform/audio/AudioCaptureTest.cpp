@@ -5,7 +5,7 @@
 #include "platform/audio/AudioCaptureSession.h"
 #include "platform/capture/ScreenCaptureServiceLinux.h"
 #include "tests/support/MediaFiles.h"
-#include "tests/support/MediaFiles.h"
+#include "tests/support/MediaProbe.h"
 #include "tests/support/TestServices.h"
 
 #include <atomic>
