@@ -29,7 +29,8 @@ pid_t windowOwner(xcb_connection_t* c, xcb_res_query_client_ids_cookie_t cookie)
     if (!reply) return 0;
     for (auto it = xcb_res_query_client_ids_ids_iterator(reply.get()); it.rem;
          xcb_res_client_id_value_next(&it)) {
-        if (!(it.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID)) continue;
+        const auto& [client, length] = *it.data;
+        if (!(client.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID)) continue;
         if (xcb_res_client_id_value_value_length(it.data) < 1) continue;
         return static_cast<pid_t>(*xcb_res_client_id_value_value(it.data));
     }

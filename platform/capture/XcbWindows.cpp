@@ -1,4 +1,5 @@
 #include "platform/capture/XcbWindows.h"
+#include "platform/capture/WindowOwnerXcb.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -23,19 +24,6 @@ bool hasProperty(xcb_connection_t* c, xcb_window_t window, xcb_atom_t property) 
     auto reply = own(xcb_get_property_reply(
         c, xcb_get_property(c, 0, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, 0), nullptr));
     return reply && reply->type != XCB_ATOM_NONE;
-}
-
-pid_t pidFromResources(xcb_connection_t* c, xcb_window_t window) {
-    xcb_res_client_id_spec_t wanted{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
-    auto reply = own(xcb_res_query_client_ids_reply(c, xcb_res_query_client_ids(c, 1, &wanted), nullptr));
-    if (!reply) return 0;
-    for (auto it = xcb_res_query_client_ids_ids_iterator(reply.get()); it.rem;
-         xcb_res_client_id_value_next(&it)) {
-        if (!(it.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID)) continue;
-        if (xcb_res_client_id_value_value_length(it.data) < 1) continue;
-        return static_cast<pid_t>(*xcb_res_client_id_value_value(it.data));
-    }
-    return 0;
 }
 
 pid_t pidFromProperty(xcb_connection_t* c, xcb_window_t window, xcb_atom_t netWmPid) {
@@ -91,14 +79,11 @@ xcb_window_t clientWindow(xcb_connection_t* c, xcb_window_t topLevel, xcb_atom_t
 }
 
 bool hasClientIds(xcb_connection_t* c) {
-    const xcb_query_extension_reply_t* res = xcb_get_extension_data(c, &xcb_res_id);
-    if (!res || !res->present) return false;
-    auto version = own(xcb_res_query_version_reply(c, xcb_res_query_version(c, 1, 2), nullptr));
-    return version && (version->server_major > 1 || version->server_minor >= 2);
+    return canAskWindowOwners(c);
 }
 
 pid_t processOf(xcb_connection_t* c, xcb_window_t window, bool clientIds, xcb_atom_t netWmPid) {
-    const pid_t pid = clientIds ? pidFromResources(c, window) : 0;
+    const pid_t pid = clientIds ? windowOwner(c, askWindowOwner(c, window)) : 0;
     return pid != 0 ? pid : pidFromProperty(c, window, netWmPid);
 }
 
@@ -189,7 +174,7 @@ pid_t WindowStack::processOfFocus(xcb_window_t window) {
     // Any window of a client names it through X-Resource; _NET_WM_PID sits on
     // the client's top-level window only.
     if (clientIds_)
-        if (const pid_t pid = pidFromResources(c, window)) return pid;
+        if (const pid_t pid = windowOwner(c, askWindowOwner(c, window))) return pid;
     for (int depth = 0; depth < kMaximumAncestors; ++depth) {
         auto tree = own(xcb_query_tree_reply(c, xcb_query_tree(c, window), nullptr));
         if (!tree || tree->parent == XCB_NONE) return 0;
