@@ -116,7 +116,9 @@ bool AudioSourcePulse::start(SampleHandler onSample, EndHandler onEnd, NSError& 
                                                  (followDefault_ ? PA_SUBSCRIPTION_MASK_SERVER : 0));
         pa_operation* subscribed = pa_context_subscribe(context_, mask, nullptr, nullptr);
         if (subscribed) pa_operation_unref(subscribed);
-        phase_ = Phase::running;
+        // A handler may have stopped the source while it was starting (the
+        // first packets can come before the stream reports ready): stopped stays stopped.
+        if (phase_ == Phase::starting) phase_ = Phase::running;
     } else {
         phase_ = Phase::stopped;
         teardownLocked();

@@ -96,12 +96,20 @@ TEST_F(CameraManagerTest, RunningGivesTheNewestPictureMirroredAndABusyConsumerDr
     stopAndWait(manager);
 }
 
-TEST_F(CameraManagerTest, AStopWhileStartingIsIgnoredAndAStopClearsThePictureAtOnceAndTheSessionAfterwards) {
+TEST_F(CameraManagerTest, AStopWhileStartingEndsTheSessionAndAStopClearsThePictureAtOnceAndTheSessionAfterwards) {
+    {
+        CameraManager manager(cameras);
+        manager.startCapture(FakeCamera::device({kWidth, kHeight, 30}, 0).uniqueID);
+        const auto starting = manager.captureSession();
+        // Not capturing yet: the stop queues behind the start, and the camera does not stay on.
+        manager.stopCapture();
+        ASSERT_TRUE(test::waitUntil([&] { return !manager.captureSession(); }, 10s));
+        EXPECT_FALSE(starting->isRunning());
+        EXPECT_FALSE(manager.isCapturing());
+    }
     CameraManager manager(cameras);
     manager.startCapture(FakeCamera::device({kWidth, kHeight, 30}, 0).uniqueID);
     const auto session = manager.captureSession();
-    // Not capturing yet: this stop does nothing and the session goes on to run.
-    manager.stopCapture();
     ASSERT_TRUE(test::waitUntil([&] { return manager.isCapturing(); }, 10s));
     ASSERT_TRUE(waitForPicture(manager));
     // A second start changes nothing.
