@@ -28,8 +28,6 @@ namespace {
 // Small enough that samples arrive steadily, large enough that a busy
 // machine does not wake for every few hundred frames.
 constexpr pa_usec_t kFragmentUs = 10 * PA_USEC_PER_MSEC;
-// The furthest ahead of now a monitor's sound may be heard (see capturedAtNs).
-constexpr int64_t kMaxAheadNs = 250'000'000;
 // How long start() waits for each answer of the server.
 constexpr pa_usec_t kStepTimeoutUs = 3 * PA_USEC_PER_SEC;
 
@@ -348,11 +346,6 @@ std::optional<int64_t> AudioSourcePulse::capturedAtNs() const {
     // than it is read, and a recording that took "now" for it would put the
     // system's sound ahead of the picture by the whole output latency.
     const int64_t latencyNs = static_cast<int64_t>(latencyUs) * 1000;
-    // While we record, the sink runs at our low latency; even a Bluetooth
-    // output plays within a quarter second. A word further ahead is the
-    // server's estimate gone astray on a busy machine, and taken as such it
-    // would carry the sound past the end of the recording: count on instead.
-    if (negative && latencyNs > kMaxAheadNs) return std::nullopt;
     return negative ? nowNs + latencyNs : nowNs - latencyNs;
 }
 
