@@ -54,7 +54,10 @@ TEST(FlashBeep, EachToneStartsWithItsFlashInTheSystemAndTheMicrophoneTrack) {
     tools::FlashSceneOptions scene;
     scene.flashes = 4;
     scene.intervalSeconds = 1.3;
-    scene.leadSeconds = 0.5;
+    // The tone players join their sinks when the scene starts, and the server's
+    // timing can take a second or two to settle after a sink's latency changes:
+    // the first flash comes after that.
+    scene.leadSeconds = 2.5;
     scene.sinks = {"rec_sink", "mic_feed"};
     const auto flashes = tools::runFlashScene(scene);
     recorder.join();
