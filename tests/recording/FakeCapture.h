@@ -4,9 +4,12 @@
 // and so are the writers, so the recorder is tested against real files.
 
 #include "platform/capture/ScreenStream.h"
+#include "recording/ScreenRecorder.h"
 
+#include <QCoro/QCoroTask>
 #include <atomic>
 #include <chrono>
+#include <exception>
 #include <thread>
 
 namespace vantrel::test {
@@ -79,5 +82,32 @@ public:
         std::thread reporter_;
     };
 };
+
+/// The recorder's settings, permissions and default folder, as the test sets them.
+struct RecorderFakes final : AppSettingsProvider, PermissionsProvider, BookmarkProvider {
+    AppSettingsSnapshot snapshot;
+    URL documents;
+    AppSettingsSnapshot makeSnapshot() override { return snapshot; }
+    bool checkAllPermissions() override { return true; }
+    bool requestScreenRecordingPermission() override { return true; }
+    bool requestAccessibilityPermission() override { return true; }
+    QCoro::Task<bool> requestCameraPermission() override { co_return true; }
+    URL getDefaultDirectoryURL() override { return documents; }
+};
+
+/// Runs the main loop until the task ends, and throws what it threw. QCoro's
+/// own waitFor never returns from a task that throws, so the catching
+/// happens in a task of its own.
+inline void wait(QCoro::Task<>&& task) {
+    std::exception_ptr error;
+    QCoro::waitFor([](QCoro::Task<> task, std::exception_ptr& error) -> QCoro::Task<> {
+        try {
+            co_await std::move(task);
+        } catch (...) {
+            error = std::current_exception();
+        }
+    }(std::move(task), error));
+    if (error) std::rethrow_exception(error);
+}
 
 } // namespace vantrel::test

@@ -21,30 +21,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct Fakes final : AppSettingsProvider, PermissionsProvider, BookmarkProvider {
-    AppSettingsSnapshot snapshot;
-    URL documents;
-    AppSettingsSnapshot makeSnapshot() override { return snapshot; }
-    bool checkAllPermissions() override { return true; }
-    bool requestScreenRecordingPermission() override { return true; }
-    bool requestAccessibilityPermission() override { return true; }
-    QCoro::Task<bool> requestCameraPermission() override { co_return true; }
-    URL getDefaultDirectoryURL() override { return documents; }
-};
-
-/// Runs the main loop until the task ends, and throws what it threw.
-void wait(QCoro::Task<>&& task) {
-    std::exception_ptr error;
-    QCoro::waitFor([](QCoro::Task<> task, std::exception_ptr& error) -> QCoro::Task<> {
-        try {
-            co_await std::move(task);
-        } catch (...) {
-            error = std::current_exception();
-        }
-    }(std::move(task), error));
-    if (error) std::rethrow_exception(error);
-}
-
 class ScreenRecorderFlowTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -82,7 +58,7 @@ protected:
     std::shared_ptr<DisplayListFake> displays = std::make_shared<DisplayListFake>();
     std::shared_ptr<FakeCaptureService> capture = std::make_shared<FakeCaptureService>();
     std::shared_ptr<CaptureDeviceListFake> mics = std::make_shared<CaptureDeviceListFake>();
-    std::shared_ptr<Fakes> fakes = std::make_shared<Fakes>();
+    std::shared_ptr<RecorderFakes> fakes = std::make_shared<RecorderFakes>();
     std::shared_ptr<ScreenRecorder> recorder;
 };
 

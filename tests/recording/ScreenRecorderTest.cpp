@@ -24,39 +24,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct SettingsFake final : AppSettingsProvider {
-    AppSettingsSnapshot snapshot;
-    AppSettingsSnapshot makeSnapshot() override { return snapshot; }
-};
-
-struct PermissionsFake final : PermissionsProvider {
-    bool cameraAllowed = true;
-    bool checkAllPermissions() override { return true; }
-    bool requestScreenRecordingPermission() override { return true; }
-    bool requestAccessibilityPermission() override { return true; }
-    QCoro::Task<bool> requestCameraPermission() override { co_return cameraAllowed; }
-};
-
-struct BookmarksFake final : BookmarkProvider {
-    URL documents;
-    URL getDefaultDirectoryURL() override { return documents; }
-};
-
-/// Runs the main loop until the task ends, and throws what it threw. QCoro's
-/// own waitFor never returns from a task that throws, so the catching
-/// happens in a task of its own.
-void wait(QCoro::Task<>&& task) {
-    std::exception_ptr error;
-    QCoro::waitFor([](QCoro::Task<> task, std::exception_ptr& error) -> QCoro::Task<> {
-        try {
-            co_await std::move(task);
-        } catch (...) {
-            error = std::current_exception();
-        }
-    }(std::move(task), error));
-    if (error) std::rethrow_exception(error);
-}
-
 class ScreenRecorderTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -80,12 +47,12 @@ protected:
 
         out = home.home() / "out";
         fs::create_directories(out);
-        bookmarks->documents = URL{home.home() / "Documents"};
-        fs::create_directories(bookmarks->documents.path);
-        settings->snapshot.saveDirectoryURL = URL{out};
-        settings->snapshot.selectedDisplayID = displayIDForMonitorName("DP-1");
-        settings->snapshot.openFinderAfterRecording = false;
-        recorder = ScreenRecorder::create(settings, permissions, bookmarks);
+        fakes->documents = URL{home.home() / "Documents"};
+        fs::create_directories(fakes->documents.path);
+        fakes->snapshot.saveDirectoryURL = URL{out};
+        fakes->snapshot.selectedDisplayID = displayIDForMonitorName("DP-1");
+        fakes->snapshot.openFinderAfterRecording = false;
+        recorder = ScreenRecorder::create(fakes, fakes, fakes);
     }
 
     void TearDown() override {
@@ -135,9 +102,7 @@ protected:
     std::shared_ptr<FakeCaptureService> capture = std::make_shared<FakeCaptureService>();
     std::shared_ptr<CaptureDeviceListFake> mics = std::make_shared<CaptureDeviceListFake>();
     std::shared_ptr<CaptureDeviceListFake> cameras = std::make_shared<CaptureDeviceListFake>();
-    std::shared_ptr<SettingsFake> settings = std::make_shared<SettingsFake>();
-    std::shared_ptr<PermissionsFake> permissions = std::make_shared<PermissionsFake>();
-    std::shared_ptr<BookmarksFake> bookmarks = std::make_shared<BookmarksFake>();
+    std::shared_ptr<RecorderFakes> fakes = std::make_shared<RecorderFakes>();
     bool micGoesAway = false;
     std::shared_ptr<ScreenRecorder> recorder;
 };
@@ -150,7 +115,7 @@ TEST_F(ScreenRecorderTest, PreparationRunsTheStreamWhileIdleAndKeepsItsSnapshot)
     EXPECT_EQ(fresh.totalPausedDuration, CMTime::zero());
     EXPECT_FALSE(fresh.pipeline || fresh.preparedStreamContainer || fresh.activeStreamContainer);
 
-    settings->snapshot.enableMicAudio = true;
+    fakes->snapshot.enableMicAudio = true;
     wait(recorder->prepareRecording());
     const auto prepared = recorder->sessionStateSnapshot();
     ASSERT_TRUE(prepared.preparedStreamContainer && prepared.pipeline);
@@ -158,7 +123,7 @@ TEST_F(ScreenRecorderTest, PreparationRunsTheStreamWhileIdleAndKeepsItsSnapshot)
     EXPECT_TRUE(prepared.preparedStreamContainer->stream->isRunning());
 
     // A second preparation, a stop, a pause: all ignored while idle.
-    settings->snapshot.enableMicAudio = false;
+    fakes->snapshot.enableMicAudio = false;
     wait(recorder->prepareRecording());
     wait(recorder->stopRecording());
     recorder->pause();
@@ -197,12 +162,12 @@ TEST_F(ScreenRecorderTest, NothingIsBuiltWithoutPermissionDisplayOrWritableFiles
     // Accessibility matters only for the overlays that read input.
     screenAccess->granted = true;
     trust->trusted = false;
-    settings->snapshot.showMouseClicks = true;
+    fakes->snapshot.showMouseClicks = true;
     wait(recorder->prepareRecording());
     EXPECT_FALSE(recorder->currentPipeline());
-    settings->snapshot.showMouseClicks = false;
-    settings->snapshot.enableAutoZoom = true;
-    settings->snapshot.saveFullScreenBackup = true;
+    fakes->snapshot.showMouseClicks = false;
+    fakes->snapshot.enableAutoZoom = true;
+    fakes->snapshot.saveFullScreenBackup = true;
     wait(recorder->prepareRecording());
     ASSERT_TRUE(recorder->currentPipeline());
     const auto stream = recorder->sessionStateSnapshot().preparedStreamContainer->stream;
@@ -218,8 +183,8 @@ TEST_F(ScreenRecorderTest, NothingIsBuiltWithoutPermissionDisplayOrWritableFiles
 }
 
 TEST_F(ScreenRecorderTest, AnUnpluggedDisplayIsReplacedByTheFirstWithItsSize) {
-    settings->snapshot.selectedDisplayID = displayIDForMonitorName("DP-9");
-    settings->snapshot.enableSystemAudio = false;
+    fakes->snapshot.selectedDisplayID = displayIDForMonitorName("DP-9");
+    fakes->snapshot.enableSystemAudio = false;
     wait(recorder->prepareRecording());
     ASSERT_TRUE(recorder->currentPipeline());
     EXPECT_EQ(capture->lastConfiguration.width, 640);
@@ -230,7 +195,7 @@ TEST_F(ScreenRecorderTest, AnUnpluggedDisplayIsReplacedByTheFirstWithItsSize) {
     // The chosen one when it is there; our own process's windows left out.
     wait(recorder->cancelPreparedRecording());
     capture->runningApplications = {{getpid(), "us", {{11}}}, {getpid() + 1, "them", {{12}}}};
-    settings->snapshot.selectedDisplayID = displayIDForMonitorName("HDMI-1");
+    fakes->snapshot.selectedDisplayID = displayIDForMonitorName("HDMI-1");
     wait(recorder->prepareRecording());
     EXPECT_EQ(capture->lastConfiguration.width, 320);
     ASSERT_EQ(capture->lastFilterExcluded.size(), 1u);
@@ -238,8 +203,8 @@ TEST_F(ScreenRecorderTest, AnUnpluggedDisplayIsReplacedByTheFirstWithItsSize) {
 }
 
 TEST_F(ScreenRecorderTest, MissingDevicesAreReportedMicrophoneFirstAndAMicThatCannotStartTakesItBack) {
-    settings->snapshot.enableMicAudio = true;
-    settings->snapshot.showWebcam = true;
+    fakes->snapshot.enableMicAudio = true;
+    fakes->snapshot.showWebcam = true;
     mics->setDevices({});
     try {
         wait(recorder->prepareRecording());
@@ -250,21 +215,21 @@ TEST_F(ScreenRecorderTest, MissingDevicesAreReportedMicrophoneFirstAndAMicThatCa
     }
     // A stored microphone that is gone is fine while a default exists.
     mics->setDevices({{"usb-mic", "USB", AVMediaType::audio, "usb-mic"}}, "usb-mic");
-    settings->snapshot.selectedMicID = "gone-mic";
+    fakes->snapshot.selectedMicID = "gone-mic";
     try {
-        recorder->validateDevices(settings->snapshot);
+        recorder->validateDevices(fakes->snapshot);
         FAIL() << "no error for a missing webcam";
     } catch (const ScreenRecorderError& error) {
         EXPECT_EQ(error.localizedDescription(), "Webcam not found.\nRecord without webcam overlay?");
     }
-    settings->snapshot.showWebcam = false;
-    EXPECT_NO_THROW(recorder->validateDevices(settings->snapshot));
+    fakes->snapshot.showWebcam = false;
+    EXPECT_NO_THROW(recorder->validateDevices(fakes->snapshot));
     EXPECT_FALSE(recorder->currentPipeline());
 
     // Listed, but gone from the server between the check and the start: the
     // recording is taken back, and the next one starts as if nothing happened.
     mics->setDevices({{"unplugged_mic", "USB", AVMediaType::audio, "unplugged_mic"}}, "unplugged_mic");
-    settings->snapshot.selectedMicID = "unplugged_mic";
+    fakes->snapshot.selectedMicID = "unplugged_mic";
     try {
         wait(recorder->startRecording());
         FAIL() << "no error for a microphone that cannot start";
@@ -273,15 +238,15 @@ TEST_F(ScreenRecorderTest, MissingDevicesAreReportedMicrophoneFirstAndAMicThatCa
     }
     EXPECT_FALSE(recorder->isCurrentlyRecording() || recorder->currentPipeline());
     EXPECT_TRUE(filesIn(out).empty());
-    settings->snapshot.enableMicAudio = false;
+    fakes->snapshot.enableMicAudio = false;
     wait(recorder->startRecording());
     EXPECT_TRUE(recorder->isCurrentlyRecording());
 }
 
 TEST_F(ScreenRecorderTest, PausesCloseUpInTheFileAndTheFirstStreamSampleStartsIt) {
     capture->silent = true;
-    settings->snapshot.saveFullScreenBackup = true;
-    settings->snapshot.enableMicAudio = true;
+    fakes->snapshot.saveFullScreenBackup = true;
+    fakes->snapshot.enableMicAudio = true;
     wait(recorder->startRecording());
     ASSERT_TRUE(recorder->isCurrentlyRecording());
     const auto pipeline = recorder->currentPipeline();
@@ -332,7 +297,7 @@ TEST_F(ScreenRecorderTest, PausesCloseUpInTheFileAndTheFirstStreamSampleStartsIt
 }
 
 TEST_F(ScreenRecorderTest, AMicrophoneThatGoesAwayPausesTheRecordingUntilTheUserResumes) {
-    settings->snapshot.enableMicAudio = true;
+    fakes->snapshot.enableMicAudio = true;
     micGoesAway = true;
     wait(recorder->startRecording());
     ASSERT_TRUE(waitUntil([&] { return recorder->isPaused(); }, 3s));

@@ -92,26 +92,6 @@ TEST_F(ControlBarTest, ItOpensCentredBelowTheTopAndStaysWhereItIs) {
     EXPECT_EQ(bar.window()->y(), moved.y()) << "a second show does not move the bar";
 }
 
-TEST_F(ControlBarTest, TheCountdownEndsInTheStartAndStaysUpAtZero) {
-    int starts = 0;
-    bar.onStartRecording = [&] { ++starts; };
-    bar.show(State::standby);
-    bar.setCountdownRemaining(3);
-    bar.setIsCountingDown(true);
-    bar.countdownTick();
-    bar.countdownTick();
-    EXPECT_EQ(starts, 0);
-    EXPECT_EQ(bar.countdownRemaining(), 1);
-    bar.countdownTick();
-    EXPECT_EQ(starts, 1);
-    EXPECT_EQ(bar.countdownRemaining(), 0);
-    EXPECT_TRUE(bar.isStartingRecording());
-    EXPECT_FALSE(bar.isCountingDown());
-    EXPECT_EQ(bar.layout(), "countdown") << "0 stays up until the model has started";
-    bar.setIsStartingRecording(false);
-    EXPECT_EQ(bar.layout(), "standby");
-}
-
 TEST_F(ControlBarTest, TheClockCountsRecordingSecondsOnlyAndOneBarServesOneRecording) {
     bar.show(State::recording);
     ASSERT_NE(bar.elapsedTimer(), nullptr);

@@ -252,7 +252,11 @@ TEST(RecordTool, RecordsBothFilesWithTwoSoundsAndClosesThePause) {
     const double x = entry["crop"][0], y = entry["crop"][1], w = entry["crop"][2], h = entry["crop"][3];
     const double pointerX = 200 + 40 * 40, pointerY = 1080 - (200 + 40 * 20);
     EXPECT_GT(double(entry["zoom"]), 1.05) << last;
-    EXPECT_TRUE(pointerX >= x && pointerX <= x + w && pointerY >= y && pointerY <= y + h) << last;
+    // A loaded machine can end the run while the pan is still settling: a
+    // tenth of the crop's width of room (the crop started 1,600 px away).
+    const double room = w / 10;
+    EXPECT_TRUE(pointerX >= x - room && pointerX <= x + w + room && pointerY >= y - room && pointerY <= y + h + room)
+        << last;
 }
 
 // The ways a recording can go wrong leave a clear line, a playable file, or both.
@@ -332,12 +336,14 @@ TEST(RecordTool, FailuresLeaveAClearMessageOrAPlayableFile) {
     }
 }
 
-// The X server going away mid-run (the session ends, the display is gone):
-// the recorder notices and finishes what it has.
-TEST(RecordTool, ALostDisplayServerStillLeavesAFinishedFile) {
+// An odd-sized display that goes away mid-run (the session ends, the display
+// is unplugged): recorded one pixel smaller, since 4:2:0 needs even sizes,
+// and what came before the loss is a finished file.
+TEST(RecordTool, AnOddSizedDisplayThatGoesAwayStillLeavesAFinishedFile) {
     RecordingFolder folder;
     XvfbServer server; // DISPLAY points at it for the tool too
-    RunningTool tool("--seconds 30 --no-system-audio --out '" + folder.out.string() + "'");
+    ASSERT_TRUE(server.setMonitor("odd", 641, 481, 10, 20));
+    RunningTool tool("--seconds 30 --no-system-audio --display odd --out '" + folder.out.string() + "'");
     ASSERT_TRUE(tool.waitForSecond(3));
     server.kill();
     const auto result = tool.finish();
@@ -345,9 +351,44 @@ TEST(RecordTool, ALostDisplayServerStillLeavesAFinishedFile) {
     EXPECT_EQ(result.err.find("did not stop cleanly"), std::string::npos) << result.err;
     EXPECT_NE(result.err.find("the display server went away"), std::string::npos) << result.err;
     ASSERT_EQ(result.paths.size(), 1u);
-    EXPECT_GT(decodedVideoFrames(result.paths[0]), 0);
+    const auto video = streamsOfType(probeFile(result.paths[0]), "video");
+    ASSERT_EQ(video.size(), 1u);
+    EXPECT_EQ(video[0]["width"], 640);
+    EXPECT_EQ(video[0]["height"], 480);
+    const auto packets = probeVideoPackets(result.paths[0]);
+    EXPECT_GT(packets.size(), 10u);
+    EXPECT_EQ(decodedVideoFrames(result.paths[0]), int(packets.size())) << "every frame written decodes";
     // No picture can come after the server died, about 3 s in.
     EXPECT_LT(fileDuration(result.paths[0]), 6);
+}
+
+// The output device is unplugged mid-run: its sink goes and the server makes
+// mic_feed the default. The picture runs to the end, and the system track
+// carries the old sink's tone, then what plays on the new default.
+TEST(RecordTool, SystemAudioMovesToTheNewDefaultWhenTheOutputIsUnplugged) {
+    PrivateSoundServer sound; // rec_sink is its default; unloading it spares the shared server
+    Tone headset("rec_sink", 440);
+    Tone other("mic_feed", 1000);
+    RecordingFolder folder;
+    RunningTool tool("--seconds 8 --out '" + folder.out.string() + "'");
+    ASSERT_TRUE(tool.waitForSecond(3));
+    ASSERT_TRUE(runCommand("pactl unload-module $(pactl list short modules | "
+                           "awk '/module-null-sink/ && /sink_name=rec_sink/ {print $1}')"));
+    const auto result = tool.finish();
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    ASSERT_EQ(result.paths.size(), 1u);
+    const auto packets = probeVideoPackets(result.paths[0]);
+    ASSERT_FALSE(packets.empty());
+    EXPECT_GT(packets.back().ptsSeconds, 7.0);
+    const auto system = decodeAudioTrack(result.paths[0], 0, 48000);
+    const double seconds = double(system.size()) / 48000;
+    EXPECT_GT(seconds, 7.0);
+    const auto span = [&](double from, double to) {
+        return std::vector<float>(system.begin() + long(from * 48000), system.begin() + long(to * 48000));
+    };
+    EXPECT_GT(medianToneShare(span(0.5, 2.5), 440), 0.5);
+    EXPECT_LT(medianToneShare(span(0.5, 2.5), 1000), 0.05);
+    EXPECT_GT(medianToneShare(span(seconds - 2.5, seconds - 0.5), 1000), 0.3);
 }
 
 // A microphone that disappears mid-run pauses the recording; what came

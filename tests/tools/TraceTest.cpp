@@ -1,11 +1,7 @@
-// Reading input traces, and vantrel-render end to end on a small trace.
+// Reading input traces: every field, and bad lines named by file and line.
 #include "render/Trace.h"
-#include "tests/support/TestServices.h"
 
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 #include <sstream>
 
 using namespace vantrel;
@@ -60,40 +56,4 @@ TEST(TraceTest, ReadsEveryFieldOfAFrameAndNamesBadLines) {
               std::string::npos);
     EXPECT_NE(errorOf("{not json\n").find("t.jsonl:1: not JSON"), std::string::npos);
     EXPECT_THROW(readTraceFile("/nonexistent/trace.jsonl"), TraceError);
-}
-
-TEST(RenderToolTest, WritesOneCameraPathLinePerFrameStartingOnThePointer) {
-    const test::TempHome scratch;
-    const auto dir = scratch.home();
-    {
-        std::ofstream trace(dir / "trace.jsonl");
-        for (int i = 0; i < 3; ++i) {
-            TraceFrame frame{CMTime(i * 10, 600), 1800000000.0 + i / 60.0, EventState::initial(1800000000.0)};
-            frame.state.mouseLocation = {160, 90};
-            trace << traceLine(frame) << "\n";
-        }
-    }
-    ASSERT_TRUE(test::runCommand(std::string(VANTREL_RENDER_TOOL) + " --size 320x180 --trace " +
-                                 (dir / "trace.jsonl").string() + " --camera-path " + (dir / "path.jsonl").string() +
-                                 " --frames-dir " + (dir / "frames").string()));
-
-    std::ifstream path(dir / "path.jsonl");
-    std::string line;
-    int lines = 0;
-    while (std::getline(path, line)) {
-        const auto json = nlohmann::json::parse(line);
-        EXPECT_NEAR(json["pts"].get<double>(), lines / 60.0, 1e-6);
-        EXPECT_EQ(json["crop"].size(), 4u);
-        EXPECT_GE(json["zoom"].get<double>(), 1.0);
-        if (lines == 0) {
-            // The first frame starts centred on the pointer and begins to zoom in.
-            const auto& crop = json["crop"];
-            EXPECT_NEAR(crop[0].get<double>() + crop[2].get<double>() / 2, 160, 1e-3);
-            EXPECT_NEAR(crop[1].get<double>() + crop[3].get<double>() / 2, 90, 1e-3);
-            EXPECT_LT(crop[2].get<double>(), 320);
-        }
-        ++lines;
-    }
-    EXPECT_EQ(lines, 3);
-    EXPECT_TRUE(std::filesystem::exists(dir / "frames" / "frame_00002.png"));
 }

@@ -1,6 +1,6 @@
-// The microphone session over real daemons: delivery on the output's queue,
-// and the notifications when the microphone goes away, cannot start, or the
-// server dies.
+// The microphone session over a real daemon: delivery on the output's queue,
+// and the runtime error when the server dies. (A microphone unplugged
+// mid-recording is tested end to end with vantrel-record.)
 
 #include "platform/audio/AudioCaptureSession.h"
 #include "platform/runtime/NotificationCenter.h"
@@ -75,8 +75,6 @@ struct Rig {
 
 } // namespace
 
-// --- Real daemons ------------------------------------------------------------------
-
 namespace {
 
 /// A daemon of the test's own and a session on its virtual microphone.
@@ -94,32 +92,6 @@ protected:
 };
 
 } // namespace
-
-TEST_F(AudioSessionOnOwnServer, UnloadedMicrophoneInterruptsTheSession) {
-    Rig& rig = *rigHolder;
-    Observed interruptions(AVCaptureSessionWasInterruptedNotification, &rig.session);
-    Observed errors(AVCaptureSessionRuntimeErrorNotification, &rig.session);
-    rig.session.startRunning();
-    ASSERT_TRUE(rig.session.isRunning());
-
-    const std::string module =
-        test::commandOutput("pactl list short modules | awk '$2 == \"module-remap-source\" {print $1}'").value_or("");
-    ASSERT_FALSE(module.empty());
-    ASSERT_TRUE(test::runCommand("pactl unload-module " + module));
-    ASSERT_TRUE(test::waitUntil([&] { return !interruptions.seen.empty(); }, 3s));
-    EXPECT_EQ(interruptions.seen.front().object, &rig.session);
-    EXPECT_FALSE(rig.session.isRunning());
-    test::runMainLoopFor(50ms);
-    EXPECT_TRUE(errors.seen.empty());
-
-    // Started again with its source gone, it cannot start: a runtime error that says why.
-    rig.session.startRunning();
-    EXPECT_FALSE(rig.session.isRunning());
-    ASSERT_TRUE(test::waitUntil([&] { return !errors.seen.empty(); }, 3s));
-    EXPECT_NE(errors.seen.front().userInfo.at(AVCaptureSessionErrorKey).find("virtual_mic"), std::string::npos);
-    EXPECT_EQ(interruptions.seen.size(), 1u);
-    rig.stopAndDrain();
-}
 
 TEST_F(AudioSessionOnOwnServer, KilledServerIsARuntimeErrorAndNothingArrivesAfterStop) {
     Rig& rig = *rigHolder;
@@ -147,9 +119,7 @@ TEST_F(AudioSessionOnOwnServer, KilledServerIsARuntimeErrorAndNothingArrivesAfte
     EXPECT_FALSE(errors.seen.front().userInfo.at(AVCaptureSessionErrorKey).empty());
     EXPECT_FALSE(rig.session.isRunning());
 
-    const auto before = std::chrono::steady_clock::now();
     rig.stopAndDrain();
-    EXPECT_LT(std::chrono::steady_clock::now() - before, 1s);
     test::runMainLoopFor(50ms);
     EXPECT_EQ(rig.afterStop.load(), 0);
 }

@@ -153,17 +153,3 @@ TEST(CameraListV4L2Test, NodesThatAreNoCaptureDevicesAreLeftOutAndRescansReachTh
     test::runMainLoopFor(50ms);
     EXPECT_EQ(calls, 1);
 }
-
-TEST(FakeCameraDevice, TheEnvironmentVariableReplacesTheCameraList) {
-    test::qtApp();
-    CaptureDeviceList::setShared(AVMediaType::video, nullptr);
-    {
-        test::ScopedEnv fake(kFakeCameraEnvironmentVariable, "320x240@15");
-        const auto camera = AVCaptureDevice::defaultDeviceWithMediaType(AVMediaType::video);
-        ASSERT_TRUE(camera);
-        EXPECT_EQ(camera->node, "fake:320x240@15");
-        EXPECT_EQ(AVCaptureDevice::deviceWithUniqueID(camera->uniqueID), camera);
-        EXPECT_FALSE(AVCaptureDevice::deviceWithUniqueID("no-such-camera"));
-    }
-    CaptureDeviceList::setShared(AVMediaType::video, nullptr);
-}

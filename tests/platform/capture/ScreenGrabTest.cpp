@@ -2,9 +2,8 @@
 // what other clients show, pixel for pixel and opaque; a monitor gives its
 // own rectangle; the pointer is drawn where it is, as XFixes shows it, and
 // only when asked; our own windows are painted out with what lies beneath
-// them; and a server that goes away ends the grab and the stream cleanly.
+// them.
 #include "platform/displays/Displays.h"
-#include "platform/capture/OwnWindowEraserComposite.h"
 #include "platform/capture/ScreenCaptureServiceLinux.h"
 #include "platform/capture/ScreenStream.h"
 #include "tests/support/PatternWindow.h"
@@ -14,7 +13,6 @@
 #include <QCoro/QCoroTask>
 #include <algorithm>
 #include <gtest/gtest.h>
-#include <thread>
 #include <unistd.h>
 #include <xcb/xcb.h>
 #include <xcb/xfixes.h>
@@ -283,88 +281,4 @@ TEST_F(ScreenGrabTest, UnderAWindowManagerTheFrameIsOurTopLevelWindow) {
         mismatches(*excluded, 400, 300, 200, 150, [](int x, int y) { return gradient(x - 300, y - 200); }),
         0);
     xcb_disconnect(c);
-}
-
-TEST_F(ScreenGrabTest, OurWindowsAreFollowedByTheirEventsWithoutAskingTheServer) {
-    PatternWindow ours(100, 100, 200, 150, PatternWindow::solid(0xff0000), PatternWindow::Owner::thisProcess);
-    ours.unmap();
-    xcb_connection_t* c = xcb_connect(nullptr, nullptr);
-    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
-    auto eraser = OwnWindowEraserComposite::open(c, root, {0, 0, 960, 1080}, {ours.id()});
-    ASSERT_NE(eraser, nullptr);
-    auto pump = [&] {
-        std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
-        while (xcb_generic_event_t* event = xcb_poll_for_event(c)) {
-            eraser->handleEvent(event);
-            std::free(event);
-        }
-        return eraser->anyVisible();
-    };
-    EXPECT_FALSE(pump()) << "unmapped";
-    ours.map();
-    EXPECT_TRUE(pump()) << "mapped over the monitor";
-    ours.moveTo(1200, 100);
-    EXPECT_FALSE(pump()) << "beside the monitor";
-    ours.moveTo(900, 100);
-    EXPECT_TRUE(pump()) << "reaching into the monitor";
-    ours.unmap();
-    EXPECT_FALSE(pump()) << "unmapped again";
-    eraser.reset();
-    xcb_disconnect(c);
-
-    EXPECT_EQ(OwnWindowEraserComposite::open(c, root, {0, 0, 960, 1080}, {}), nullptr)
-        << "nothing to leave out, nothing to do";
-}
-
-namespace {
-
-class CountingOutput final : public SCStreamOutput {
-public:
-    std::atomic<int> frames{0};
-    void streamDidOutputSampleBuffer(SCStream&, const CMSampleBufferRef&, SCStreamOutputType) override {
-        ++frames;
-    }
-};
-
-class StopRecorder final : public SCStreamDelegate {
-public:
-    std::vector<std::string> errors;
-    void streamDidStopWithError(SCStream&, const NSError& error) override {
-        errors.push_back(error.localizedDescription);
-    }
-};
-
-} // namespace
-
-TEST_F(ScreenGrabTest, AServerThatGoesAwayEndsTheStreamAndTheDelegateIsTold) {
-    auto output = std::make_shared<CountingOutput>();
-    auto delegate = std::make_shared<StopRecorder>();
-    DispatchQueue queue("com.vantrel.test-frames", DispatchQoS::userInitiated);
-    const SCContentFilter filter(displayNamed("screen"), {}, {});
-    SCStream stream(filter, configuration(true), delegate);
-    ASSERT_TRUE(stream.addStreamOutput(output, SCStreamOutputType::screen, &queue, nullptr));
-
-    NSError error;
-    auto direct = ScreenCaptureServiceLinux().makeFrameSource(filter, configuration(false), error);
-    ASSERT_NE(direct, nullptr);
-    QCoro::waitFor(stream.startCapture());
-    ASSERT_TRUE(waitUntil([&] { return output->frames.load() > 5; }, 3s));
-    server.kill();
-
-    ASSERT_TRUE(waitUntil([&] { return !delegate->errors.empty(); }, 5s));
-    EXPECT_FALSE(delegate->errors.front().empty());
-    EXPECT_FALSE(stream.isRunning());
-    const int framesAtEnd = output->frames.load();
-    runMainLoopFor(200ms);
-    EXPECT_EQ(output->frames.load(), framesAtEnd);
-    EXPECT_EQ(delegate->errors.size(), 1u);
-
-    bool lost = false;
-    EXPECT_EQ(direct->grabFrame(lost, error), nullptr);
-    EXPECT_TRUE(lost);
-    EXPECT_FALSE(error.localizedDescription.empty());
-    // Asked again, it says the same and does not block.
-    lost = false;
-    EXPECT_EQ(direct->grabFrame(lost, error), nullptr);
-    EXPECT_TRUE(lost);
 }

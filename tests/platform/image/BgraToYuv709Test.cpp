@@ -92,15 +92,6 @@ TEST(BgraToYuv709, EveryPixelOfANoisyOddSizedPictureFollowsTheFormula) {
     }
 }
 
-TEST(BgraToYuv709, VectorAndScalarPathsGiveTheSameBytes) {
-    Picture a = noise(70, 6, 11), b = noise(70, 6, 11);
-    convertBgraToI420Bt709(a.bgra.data(), 280, 70, 6, a.planes());
-    convertBgraToI420Bt709Scalar(b.bgra.data(), 280, 70, 6, b.planes());
-    EXPECT_EQ(a.y, b.y);
-    EXPECT_EQ(a.u, b.u);
-    EXPECT_EQ(a.v, b.v);
-}
-
 TEST(BgraToYuv709, StaysOutsideItsPlanesAndHonoursStrides) {
     // Padded rows in and out: nothing may be written into the padding.
     const int w = 20, h = 4, inStride = 96, yStride = 32, cStride = 16;

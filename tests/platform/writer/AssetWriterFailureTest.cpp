@@ -55,38 +55,6 @@ int inChild(const std::function<int()>& child, const std::function<void(pid_t)>&
 
 } // namespace
 
-TEST(AssetWriterCrash, AFileWhoseWriterWasKilledMidRecordingStillPlays) {
-    TempFolder folder;
-    const auto file = folder.path() / "killed.mp4";
-    const int status = inChild(
-        [&] {
-            TestRecording r = makeRecording(file, kW, kH, 1);
-            if (!r.writer || !r.writer->startWriting()) return 3;
-            recordInRealTime(r, false, [](int frame) { return frame < 30 * kFps; });
-            return 4; // should have been killed long before
-        },
-        [](pid_t pid) {
-            std::this_thread::sleep_for(3500ms);
-            kill(pid, SIGKILL);
-        });
-    ASSERT_TRUE(WIFSIGNALED(status)) << "child exited with " << WEXITSTATUS(status);
-
-    // Still fragmented: nothing tidied it up.
-    const auto boxes = topLevelBoxes(file);
-    EXPECT_NE(std::find(boxes.begin(), boxes.end(), "moof"), boxes.end());
-    const auto probe = probeFile(file);
-    ASSERT_TRUE(probe.is_object());
-    ASSERT_EQ(probe["streams"].size(), 2u);
-    EXPECT_EQ(probe["streams"][0]["codec_name"], "hevc");
-    EXPECT_EQ(probe["streams"][1]["codec_name"], "aac");
-    // At least the first two-second fragment is there, and all of it decodes.
-    const auto packets = probeVideoPackets(file);
-    ASSERT_FALSE(packets.empty());
-    EXPECT_GE(packets.back().ptsSeconds, 1.9);
-    EXPECT_EQ(decodedVideoFrames(file), static_cast<int>(packets.size()));
-    EXPECT_GE(decodeAudioTrack(file, 0, kAudioRate).size(), size_t(kAudioRate));
-}
-
 TEST(AssetWriterCrash, AFullDiskFailsTheWriterAndWhatWasWrittenStillPlays) {
     TempFolder folder;
     const auto file = folder.path() / "full.mp4";
