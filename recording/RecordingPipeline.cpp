@@ -3,6 +3,8 @@
 #include "platform/runtime/SecurityScopedBookmark.h"
 #include "recording/MainThreadWait.h"
 
+#include <filesystem>
+
 namespace vantrel {
 
 namespace {
@@ -16,7 +18,7 @@ QCoro::Task<> finish(std::shared_ptr<AVAssetWriter> writer) {
 
 } // namespace
 
-QCoro::Task<> RecordingPipeline::finishWriting() {
+QCoro::Task<bool> RecordingPipeline::finishWriting() {
     for (const auto& input : {zoomedVideoInput, zoomedSystemAudioInput, zoomedMicAudioInput, fullVideoInput,
                               fullSystemAudioInput, fullMicAudioInput})
         if (input) input->markAsFinished();
@@ -26,7 +28,10 @@ QCoro::Task<> RecordingPipeline::finishWriting() {
     auto full = finish(fullAssetWriter);
     co_await zoomed;
     co_await full;
+    std::error_code ignored;
+    const bool saved = zoomedAssetWriter && std::filesystem::exists(zoomedAssetWriter->outputURL().path, ignored);
     releaseResources();
+    co_return saved;
 }
 
 void RecordingPipeline::releaseResources() {

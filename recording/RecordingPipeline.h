@@ -24,7 +24,9 @@ public:
     explicit RecordingPipeline(AppSettingsSnapshot settings) : settings(std::move(settings)) {}
 
     /// Marks every input finished, closes both files at once, then releases.
-    QCoro::Task<> finishWriting();
+    /// True when the main file is on disk: a recording stopped before its
+    /// first picture leaves none.
+    QCoro::Task<bool> finishWriting();
     /// Ends the folder access, cleans up the frame engine, drops the writers.
     void releaseResources();
 

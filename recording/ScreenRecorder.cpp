@@ -305,7 +305,12 @@ QCoro::Task<> ScreenRecorder::finishStop(std::shared_ptr<RecordingPipeline> pipe
     // A microphone sample that passed its state test just before the stop
     // may still be appending; it has ended once the queue has run this.
     co_await drainQueue(*micCaptureQueue);
-    co_await pipeline->finishWriting();
+    // Awaited on a line of its own: with GCC 12 a co_await inside the if crashed on resume.
+    const bool saved = co_await pipeline->finishWriting();
+    if (!saved) {
+        printLine("Nothing was recorded before the stop, so no file was saved.");
+        co_return;
+    }
     printLine("Recording saved successfully.");
     if (pipeline->settings.openFinderAfterRecording)
         NSWorkspace::openURL(pipeline->settings.saveDirectoryURL.path.string());

@@ -180,6 +180,18 @@ TEST_F(ScreenRecorderTest, NothingIsBuiltWithoutPermissionDisplayOrWritableFiles
     EXPECT_FALSE(recorder->currentPipeline());
     EXPECT_EQ(capture->frameSourcesMade, 1);
     EXPECT_TRUE(filesIn(out).empty());
+
+    // Started and stopped before the first picture: no file, and no claim of one.
+    displays->setMonitors({{"DP-1", "", CGRect{{0, 0}, {640, 360}}, true}});
+    capture->silent = true;
+    wait(recorder->startRecording());
+    ASSERT_TRUE(recorder->isCurrentlyRecording());
+    testing::internal::CaptureStdout();
+    wait(recorder->stopRecording());
+    const std::string said = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(said.find("Recording saved successfully."), std::string::npos) << said;
+    EXPECT_NE(said.find("no file was saved"), std::string::npos) << said;
+    EXPECT_TRUE(filesIn(out).empty());
 }
 
 TEST_F(ScreenRecorderTest, AnUnpluggedDisplayIsReplacedByTheFirstWithItsSize) {
