@@ -107,17 +107,18 @@ void EventMonitor::handleMouseEvent(const NSEvent& event) {
     const bool isClick =
         event.type == NSEventType::leftMouseDown || event.type == NSEventType::leftMouseDragged;
     const CGPoint p = (events_ ? events_ : InputEvents::shared())->mouseLocation();
-    const CGDirectDisplayID target = targetDisplayID_;
-    const std::optional<CGRect> mainFrame = mainScreenFrame();
-    double mainHeight = mainFrame ? mainFrame->height() : 0;
     const double timestamp = now();
-    // Display bounds are measured from the top left of the main display.
+    // The display lookups answer from the monitors already read, and all of
+    // them are made before the lock that every frame takes. Display bounds are
+    // measured from the top left of the main display, whose height is the
+    // main screen's.
     const CGRect mainBounds = CGDisplayBounds(CGMainDisplayID());
+    CGRect b = CGDisplayBounds(targetDisplayID_);
+    b.origin = CGPoint{b.origin.x - mainBounds.minX(), b.origin.y - mainBounds.minY()};
+    const double mainHeight = mainBounds.height() > 0 ? mainBounds.height() : b.maxY();
+    const CGPoint local{p.x - b.minX(), b.height() - (mainHeight - p.y - b.minY())};
     stateLock.withLock([&](EventState& state) {
-        CGRect b = CGDisplayBounds(target);
-        b.origin = CGPoint{b.origin.x - mainBounds.minX(), b.origin.y - mainBounds.minY()};
-        if (!(mainHeight > 0)) mainHeight = b.maxY();
-        state.mouseLocation = CGPoint{p.x - b.minX(), b.height() - (mainHeight - p.y - b.minY())};
+        state.mouseLocation = local;
         state.isMouseClicked = isClick;
         state.lastInputMode = InputMode::mouse;
         state.lastInputTime = timestamp;

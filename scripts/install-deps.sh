@@ -45,6 +45,9 @@ packages=(
   # a real terminal whose password prompt (echo off) the key input must hold back,
   # and setxkbmap for the layout tests
   xterm x11-xkb-utils
+  # xinput: the input tests give a device a button map of its own (xmodmap,
+  # in x11-xserver-utils, sets the core pointer's)
+  xinput
   # the windows show our SVG icon (Qt's SVG image plugin); the update check
   # reads its feed with Qt Network (in qt6-base-dev)
   qt6-svg-dev

@@ -5,8 +5,11 @@
 
 #include "platform/core/Geometry.h"
 
+#include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -33,9 +36,25 @@ class DisplayList {
 public:
     virtual ~DisplayList() = default;
 
-    /// The active monitors in the server's order. One round trip; may be called
-    /// from any thread. Throws DisplayServiceError when the server is unreachable.
-    virtual std::vector<Monitor> monitors() = 0;
+    /// The active monitors in the server's order, read afresh (on X11 the
+    /// monitor list, their names and EDIDs: a few round trips). It also
+    /// renews the snapshot below, so whoever has just changed the monitors,
+    /// or watched a test change them, calls this once and every display
+    /// lookup sees the change. Any thread. Throws DisplayServiceError when
+    /// the server is unreachable.
+    std::vector<Monitor> monitors();
+
+    /// The monitors as last read, without asking the server: what the display
+    /// lookups of every pointer event use. It is read afresh only when there
+    /// is none yet, when the server reported a change on the list's own
+    /// connection, or when it is older than kSnapshotLifetime (Xvfb's
+    /// `--setmonitor` reports nothing; the poll of the change handler renews
+    /// it sooner). Null when the server cannot be asked. Any thread.
+    std::shared_ptr<const std::vector<Monitor>> snapshot();
+
+    /// Longer than the backends' poll, so that while it runs, it is the poll
+    /// that reads and never a pointer event.
+    static constexpr std::chrono::milliseconds kSnapshotLifetime{5000};
 
     /// `handler` runs on the main thread whenever the configuration may have
     /// changed (it may also run when nothing did). An empty handler stops watching.
@@ -45,12 +64,31 @@ public:
     /// The list of this session's display server, made at first use; tests replace it.
     static std::shared_ptr<DisplayList> shared();
     static void setShared(std::shared_ptr<DisplayList> list);
+
+protected:
+    /// The server's monitors now; what monitors() returns.
+    virtual std::vector<Monitor> readMonitors() = 0;
+    /// True when the server reported since the last call that the monitors
+    /// may have changed. Never waits for the server.
+    virtual bool takeChangeReport() { return false; }
+    /// The snapshot no longer holds (a change seen elsewhere).
+    void invalidateSnapshot();
+
+private:
+    std::mutex snapshotMutex_;
+    std::shared_ptr<const std::vector<Monitor>> snapshot_;
+    std::chrono::steady_clock::time_point snapshotTime_;
+    // Bumped by every change report; a snapshot read before the last one is stale.
+    uint64_t changes_ = 0;
+    uint64_t snapshotChanges_ = 0;
+    // Reads are numbered as they start, so a slow read never replaces a newer one.
+    uint64_t readsStarted_ = 0;
+    uint64_t snapshotRead_ = 0;
 };
 
 /// A list that shows what a test put in it, or fails as told. For tests only.
 class DisplayListFake final : public DisplayList {
 public:
-    std::vector<Monitor> monitors() override;
     void setChangeHandler(std::function<void()> handler) override { handler_ = std::move(handler); }
 
     /// Replaces the monitors and, like a server event, calls the change handler.
@@ -58,7 +96,11 @@ public:
     /// While set, monitors() throws DisplayServiceError with this description.
     void setFailure(std::string description) { failure_ = std::move(description); }
     void clearFailure() { failure_.clear(); }
+    /// How often the server was asked.
     int requestCount() const { return requests_; }
+
+protected:
+    std::vector<Monitor> readMonitors() override;
 
 private:
     std::vector<Monitor> monitors_;

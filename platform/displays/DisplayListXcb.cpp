@@ -112,7 +112,7 @@ void DisplayListXcb::disconnect() {
     connection_ = nullptr;
 }
 
-std::vector<Monitor> DisplayListXcb::monitors() {
+std::vector<Monitor> DisplayListXcb::readMonitors() {
     std::vector<Monitor> result;
     bool reconnected = false;
     {
@@ -148,6 +148,21 @@ std::vector<Monitor> DisplayListXcb::monitors() {
     return result;
 }
 
+bool DisplayListXcb::takeChangeReport() {
+    std::lock_guard guard(mutex_);
+    if (!connection_ || !drainEvents()) return false;
+    // The main thread's socket watch may now find nothing left to read: the
+    // reconfiguration listeners hear of the change through a call of their own.
+    if (handler_ && pollTimer_)
+        QMetaObject::invokeMethod(
+            pollTimer_.get(),
+            [this] {
+                if (handler_) handler_();
+            },
+            Qt::QueuedConnection);
+    return true;
+}
+
 void DisplayListXcb::setChangeHandler(std::function<void()> handler) {
     handler_ = std::move(handler);
     if (!handler_) {
@@ -157,13 +172,12 @@ void DisplayListXcb::setChangeHandler(std::function<void()> handler) {
         return;
     }
     if (!pollTimer_) {
-        pollTimer_ = std::make_unique<QTimer>();
-        pollTimer_->setInterval(kPollIntervalMs);
-        QObject::connect(pollTimer_.get(), &QTimer::timeout, [this] {
-            drainEvents();
-            if (handler_) handler_();
-        });
-        pollTimer_->start();
+        auto timer = std::make_unique<QTimer>();
+        timer->setInterval(kPollIntervalMs);
+        QObject::connect(timer.get(), &QTimer::timeout, [this] { onEvents(); });
+        timer->start();
+        std::lock_guard guard(mutex_);
+        pollTimer_ = std::move(timer);
     }
     watchEvents();
 }
@@ -179,21 +193,32 @@ void DisplayListXcb::watchEvents() {
     dropNotifier();
     notifier_ =
         std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(connection_), QSocketNotifier::Read);
-    QObject::connect(notifier_.get(), &QSocketNotifier::activated, [this] {
-        drainEvents();
-        if (handler_) handler_();
-    });
+    QObject::connect(notifier_.get(), &QSocketNotifier::activated, [this] { onEvents(); });
 }
 
-void DisplayListXcb::drainEvents() {
-    std::lock_guard guard(mutex_);
-    if (!connection_) return;
-    while (xcb_generic_event_t* event = xcb_poll_for_event(connection_))
+void DisplayListXcb::onEvents() {
+    bool reported = false;
+    {
+        std::lock_guard guard(mutex_);
+        reported = connection_ && drainEvents();
+    }
+    if (reported) invalidateSnapshot();
+    if (handler_) handler_();
+}
+
+bool DisplayListXcb::drainEvents() {
+    // Only RandR's notifications are selected on this connection.
+    bool any = false;
+    while (xcb_generic_event_t* event = xcb_poll_for_event(connection_)) {
         std::free(event);
+        any = true;
+    }
     if (xcb_connection_has_error(connection_)) {
         // The server is gone. Stop watching its socket; the poll reconnects.
         disconnect();
+        return true;
     }
+    return any;
 }
 
 } // namespace vantrel

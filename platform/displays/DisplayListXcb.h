@@ -2,6 +2,8 @@
 // Monitors from XRandR 1.5 over xcb (RRGetMonitors), with change events and
 // a slow poll. Xvfb's `xrandr --setmonitor` and some drivers send no event,
 // so a poll every 2 s catches what the events miss; it is one round trip.
+// RandR's notifications arrive on the list's own connection; whoever asks for
+// the snapshot picks them up there without a round trip.
 
 #include "platform/displays/DisplayList.h"
 
@@ -20,17 +22,21 @@ public:
     DisplayListXcb();
     ~DisplayListXcb() override;
 
-    std::vector<Monitor> monitors() override;
     void setChangeHandler(std::function<void()> handler) override;
 
     static constexpr int kPollIntervalMs = 2000;
+
+protected:
+    std::vector<Monitor> readMonitors() override;
+    bool takeChangeReport() override;
 
 private:
     xcb_connection_t* connection(); // called with mutex_ held
     void disconnect();              // called with mutex_ held
     void dropNotifier();            // called with mutex_ held
     void watchEvents();
-    void drainEvents();
+    bool drainEvents(); // true when an event came or the server went away; mutex_ held
+    void onEvents();
 
     std::mutex mutex_;
     xcb_connection_t* connection_ = nullptr;

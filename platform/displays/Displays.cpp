@@ -13,12 +13,12 @@ namespace {
 constexpr uint32_t kFnvOffsetBasis = 2166136261u;
 constexpr uint32_t kFnvPrime = 16777619u;
 
-std::vector<Monitor> monitorsOrEmpty() {
-    try {
-        return DisplayList::shared()->monitors();
-    } catch (const DisplayServiceError&) {
-        return {};
-    }
+// The lookups run for every pointer event: they read the list's snapshot,
+// which costs no round trip, and hold it while they look.
+std::shared_ptr<const std::vector<Monitor>> knownMonitors() {
+    static const auto none = std::make_shared<const std::vector<Monitor>>();
+    auto monitors = DisplayList::shared()->snapshot();
+    return monitors ? monitors : none;
 }
 
 const Monitor* mainMonitor(const std::vector<Monitor>& monitors) {
@@ -119,13 +119,14 @@ QCoro::Task<SCShareableContent> SCShareableContent::getShareableContent(bool, bo
 }
 
 CGDirectDisplayID CGMainDisplayID() {
-    const auto monitors = monitorsOrEmpty();
-    const Monitor* main = mainMonitor(monitors);
+    const auto monitors = knownMonitors();
+    const Monitor* main = mainMonitor(*monitors);
     return main ? displayIDForMonitorName(main->name) : 0;
 }
 
 CGRect CGDisplayBounds(CGDirectDisplayID display) {
-    for (const Monitor& monitor : monitorsOrEmpty())
+    const auto monitors = knownMonitors();
+    for (const Monitor& monitor : *monitors)
         if (displayIDForMonitorName(monitor.name) == display) return monitor.rootFrame;
     return CGRect();
 }
@@ -136,8 +137,8 @@ CGRect globalRectFromRootRect(const CGRect& rootRect, const CGRect& mainDisplayR
 }
 
 std::vector<NSScreen> NSScreen::screens() {
-    const auto monitors = monitorsOrEmpty();
-    const Monitor* main = mainMonitor(monitors);
+    const auto monitors = knownMonitors();
+    const Monitor* main = mainMonitor(*monitors);
     std::vector<NSScreen> result;
     if (!main) return result;
     auto add = [&](const Monitor& monitor) {
@@ -149,7 +150,7 @@ std::vector<NSScreen> NSScreen::screens() {
         result.push_back(std::move(screen));
     };
     add(*main);
-    for (const Monitor& monitor : monitors)
+    for (const Monitor& monitor : *monitors)
         if (&monitor != main) add(monitor);
     return result;
 }
@@ -159,7 +160,11 @@ void CGDisplayRegisterReconfigurationCallback(CGDisplayReconfigurationCallBack c
     const bool first = state.callbacks.empty();
     state.callbacks.emplace_back(callback, userInfo);
     if (!first) return;
-    state.known = monitorsOrEmpty();
+    try {
+        state.known = DisplayList::shared()->monitors();
+    } catch (const DisplayServiceError&) {
+        state.known.clear();
+    }
     DisplayList::shared()->setChangeHandler(monitorsMayHaveChanged);
 }
 

@@ -6,6 +6,11 @@
 // never 0, so the same monitor keeps its ID across restarts and replugging.
 // A pixel is a point on X11. The main display is the RandR primary monitor,
 // else the first.
+//
+// CGMainDisplayID, CGDisplayBounds and NSScreen::screens answer from the
+// display list's snapshot (DisplayList::snapshot): no round trip, so the input
+// path may call them for every pointer event. Whoever changes the monitors
+// and must see the change at once reads DisplayList::shared()->monitors().
 
 #include "platform/displays/DisplayList.h"
 #include "platform/core/Geometry.h"

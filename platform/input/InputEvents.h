@@ -22,10 +22,14 @@ namespace vantrel {
 enum class NSEventType : uint8_t {
     leftMouseDown = 1,
     leftMouseUp = 2,
+    rightMouseDown = 3,
+    rightMouseUp = 4,
     mouseMoved = 5,
     leftMouseDragged = 6,
     keyDown = 10,
     flagsChanged = 12,
+    otherMouseDown = 25, // the middle button and those past the wheel's
+    otherMouseUp = 26,
 };
 
 /// One bit per event type: 1 << type, as NSEvent.EventTypeMask.

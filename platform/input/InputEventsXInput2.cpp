@@ -5,6 +5,7 @@
 #include "platform/displays/DisplayList.h"
 #include "platform/displays/Displays.h"
 #include "platform/input/KeyboardLayoutXkb.h"
+#include "platform/input/PointerMappingXInput2.h"
 #include "platform/input/TerminalEchoProc.h"
 
 #include <algorithm>
@@ -32,7 +33,7 @@ using Clock = std::chrono::steady_clock;
 // The server's defaults, used until XKB tells us the user's.
 constexpr uint16_t kDefaultRepeatDelayMs = 660;
 constexpr uint16_t kDefaultRepeatIntervalMs = 40;
-constexpr uint8_t kLeftButton = 1;
+constexpr uint32_t kLeftButton = 1, kMiddleButton = 2, kRightButton = 3, kLastWheelButton = 7;
 constexpr uint16_t kReturnKeyCode = 36, kEnterKeyCode = 76;
 
 template <typename T> using Reply = std::unique_ptr<T, decltype(&free)>;
@@ -63,6 +64,8 @@ struct InputEventsXInput2::Listener {
     uint8_t xkbEventBase = 0;
     int32_t keyboardDevice = -1;
     std::unique_ptr<KeyboardLayoutXkb> layout;
+    // Raw events carry the device's button; this says which one applications see.
+    PointerMappingXInput2 buttonMaps;
     uint16_t repeatDelayMs = kDefaultRepeatDelayMs;
     uint16_t repeatIntervalMs = kDefaultRepeatIntervalMs;
     // Auto-repeat as the server has it: off for all keys (`xset r off`) or per key.
@@ -110,6 +113,8 @@ struct InputEventsXInput2::Listener {
         root = screens.data->root;
         setUpKeyboard();
         source = (preferred == Source::xinput2 && selectRawEvents()) ? Source::xinput2 : Source::corePolling;
+        // The core pointer's state, which polling reads, is already mapped.
+        if (source == Source::xinput2) buttonMaps.start(connection, root);
         wakeFd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
         return wakeFd >= 0;
     }
@@ -231,6 +236,7 @@ struct InputEventsXInput2::Listener {
     }
 
     void handle(const xcb_generic_event_t* event) {
+        if (source == Source::xinput2 && buttonMaps.handle(event)) return;
         const uint8_t type = event->response_type & 0x7f;
         if (type == XCB_GE_GENERIC) {
             auto* ge = reinterpret_cast<const xcb_ge_generic_event_t*>(event);
@@ -242,10 +248,12 @@ struct InputEventsXInput2::Listener {
                       ge->event_type == XCB_INPUT_RAW_KEY_PRESS);
                 break;
             case XCB_INPUT_RAW_BUTTON_PRESS:
-            case XCB_INPUT_RAW_BUTTON_RELEASE:
-                onButton(reinterpret_cast<const xcb_input_raw_button_press_event_t*>(event)->detail,
+            case XCB_INPUT_RAW_BUTTON_RELEASE: {
+                auto* raw = reinterpret_cast<const xcb_input_raw_button_press_event_t*>(event);
+                onButton(buttonMaps.logicalButton(raw->sourceid, raw->detail),
                          ge->event_type == XCB_INPUT_RAW_BUTTON_PRESS);
                 break;
+            }
             case XCB_INPUT_RAW_MOTION:
                 onMotion();
                 break;
@@ -364,12 +372,18 @@ struct InputEventsXInput2::Listener {
         mouseEvent(leftDown ? NSEventType::leftMouseDragged : NSEventType::mouseMoved);
     }
 
+    // `button` as applications see it, after the pointer maps.
     void onButton(uint32_t button, bool down) {
-        // The right and middle buttons and the wheel are not observed.
-        if (button != kLeftButton) return;
-        queryPointer();
-        leftDown = down;
-        mouseEvent(down ? NSEventType::leftMouseDown : NSEventType::leftMouseUp);
+        if (button == kLeftButton) {
+            queryPointer();
+            leftDown = down;
+            mouseEvent(down ? NSEventType::leftMouseDown : NSEventType::leftMouseUp);
+        } else if (button == kRightButton) {
+            mouseEvent(down ? NSEventType::rightMouseDown : NSEventType::rightMouseUp);
+        } else if (button == kMiddleButton || button > kLastWheelButton) {
+            mouseEvent(down ? NSEventType::otherMouseDown : NSEventType::otherMouseUp);
+        }
+        // The wheel's steps, and buttons the maps turn off, are no clicks.
     }
 
     // --- Core polling, where XInput2 is missing ---

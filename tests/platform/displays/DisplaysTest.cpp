@@ -140,3 +140,34 @@ TEST_F(XDisplaysTest, ReconfigurationCallsBackWithBeginThenWhatChanged) {
     test::runMainLoopFor(2500ms); // past the poll; on a loaded machine this only checks less
     EXPECT_TRUE(changes.empty());
 }
+
+// Every pointer event looks displays up: the lookups answer from the list's
+// snapshot and ask the server nothing until it reports a change.
+TEST(DisplaySnapshotTest, LookupsAskTheServerNothingUntilTheMonitorsChange) {
+    auto fake = std::make_shared<DisplayListFake>();
+    DisplayList::setShared(fake);
+    fake->setMonitors({Monitor{"DP-1", "", CGRect(0, 0, 800, 600), true}});
+    ASSERT_EQ(CGDisplayBounds(CGMainDisplayID()), CGRect(0, 0, 800, 600));
+    const int asked = fake->requestCount();
+    // Far inside the snapshot's 5 s lifetime, even with sanitizers on a loaded machine.
+    for (int i = 0; i < 20; ++i)
+        (void)NSScreen::screens(), CGDisplayBounds(CGMainDisplayID());
+    EXPECT_EQ(fake->requestCount(), asked);
+    fake->setMonitors({Monitor{"HDMI-1", "", CGRect(0, 0, 640, 480), true}});
+    EXPECT_EQ(CGMainDisplayID(), displayIDForMonitorName("HDMI-1"));
+    DisplayList::setShared(nullptr);
+}
+
+TEST_F(XDisplaysTest, ARandrNotificationOrAFreshReadRenewsTheSnapshot) {
+    const CGDirectDisplayID side = displayIDForMonitorName("SIDE");
+    ASSERT_EQ(CGMainDisplayID(), displayIDForMonitorName("screen"));
+    // Xvfb reports no event for a new monitor; it does for a new primary output.
+    ASSERT_TRUE(server.setMonitor("SIDE", 640, 480, 1280, 0));
+    ASSERT_TRUE(test::runCommand("xrandr --output screen --primary"));
+    // Well inside the 5 s lifetime: only the notification can renew it this soon.
+    EXPECT_TRUE(test::waitUntil([&] { return CGDisplayBounds(side) == CGRect(1280, 0, 640, 480); }, 3s));
+    // Whoever changes monitors and must see it at once reads them afresh.
+    ASSERT_TRUE(server.deleteMonitor("SIDE"));
+    DisplayList::shared()->monitors();
+    EXPECT_TRUE(CGDisplayBounds(side).isEmpty());
+}

@@ -1,7 +1,8 @@
 // The X11 input service against a real Xvfb of the test's own, driven by
-// XTest: raw pointer and key events in order on the main thread, modifiers
-// from XKB, repeats of a held key at the server's rate, the core-polling
-// fall-back that a refused tap leads to, and a terminal's password prompt.
+// XTest: raw pointer and key events in order on the main thread, buttons
+// through the pointer maps, modifiers from XKB, repeats of a held key at the
+// server's rate, the core-polling fall-back that a refused tap leads to, and
+// a terminal's password prompt.
 #include "platform/displays/DisplayList.h"
 #include "platform/displays/Displays.h"
 #include "platform/input/InputEventsXInput2.h"
@@ -93,6 +94,29 @@ TEST_F(InputEventsTest, PointerEventsArriveInOrderAndOnlyTheLeftButtonCounts) {
     runMainLoopFor(200ms);
     EXPECT_TRUE(events.empty());
     EXPECT_FALSE(service->activeSource().has_value()); // the listener stops with its last monitor
+}
+
+// Raw events carry the button the device reported; applications see it
+// through the device's own map and then the core pointer's. The maps change
+// between presses, and the change reaches the listener before the press does.
+TEST_F(InputEventsTest, ButtonsArriveAsTheDeviceAndCorePointerMapsMakeThem) {
+    using enum NSEventType;
+    constexpr NSEventMask kButtons = maskOf(leftMouseDown) | maskOf(leftMouseUp) | maskOf(rightMouseDown) |
+                                     maskOf(rightMouseUp) | maskOf(otherMouseDown) | maskOf(otherMouseUp);
+    auto service = std::make_shared<InputEventsXInput2>();
+    auto token = service->addGlobalMonitorForEvents(kButtons, recorder());
+    ASSERT_TRUE(token);
+    runMainLoopFor(100ms);
+    ASSERT_TRUE(runCommand("xmodmap -e 'pointer = 3 2 1'")); // left-handed
+    input.click(1);
+    input.click(3);
+    ASSERT_TRUE(runCommand("xinput set-button-map 'Virtual core XTEST pointer' 2 1 3"));
+    input.click(1); // 2 on the device, the middle one
+    input.click(2); // 1 on the device, the right one to the left-handed
+    ASSERT_TRUE(waitForCount(8));
+    runMainLoopFor(100ms);
+    EXPECT_EQ(types(kButtons), (std::vector{rightMouseDown, rightMouseUp, leftMouseDown, leftMouseUp,
+                                            otherMouseDown, otherMouseUp, rightMouseDown, rightMouseUp}));
 }
 
 TEST_F(InputEventsTest, KeysCarryCodeCharactersAndModifiersFromXkb) {
