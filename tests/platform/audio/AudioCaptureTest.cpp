@@ -23,8 +23,8 @@ class ListeningSink {
 public:
     explicit ListeningSink(const std::string& monitor) : source_(makePulseRecordSource(monitor, 0, 0)) {
         NSError error;
-        ready_ = source_->start([this](const CMSampleBufferRef&) { heard_ = true; }, [](const NSError&, bool) {},
-                                error) &&
+        ready_ = source_->start([this](const CMSampleBufferRef&) { heard_ = true; },
+                                [](const NSError&, bool) {}, error) &&
                  test::waitUntil([this] { return heard_.load(); }, 4s);
     }
     bool ready() const { return ready_; }
