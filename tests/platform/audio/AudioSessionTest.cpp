@@ -10,7 +10,6 @@
 #include <atomic>
 #include <chrono>
 #include <gtest/gtest.h>
-#include <optional>
 #include <mutex>
 #include <thread>
 
@@ -38,18 +37,15 @@ struct Observed {
     ~Observed() { NSNotificationCenter::defaultCenter().removeObserver(token); }
 };
 
-// A session wired to an output whose delegate counts on its own queue.
-struct Rig {
-    DispatchQueue queue{"com.vantrel.test.audio", DispatchQoS::userInitiated};
-    std::shared_ptr<AVCaptureAudioDataOutput> output = std::make_shared<AVCaptureAudioDataOutput>();
-    AVCaptureAudioSession session;
-    std::mutex mutex;
-    std::vector<CMSampleBufferRef> delivered;
-    std::vector<std::thread::id> deliveredOn;
-    std::atomic<bool> sessionStopped{false};
-    std::atomic<int> afterStop{0};
-
-    explicit Rig(std::shared_ptr<AVCaptureAudioDeviceInput> input) {
+/// A daemon of the test's own and a session on its virtual microphone, wired
+/// to an output whose delegate counts on its own queue.
+class AudioSessionOnOwnServer : public ::testing::Test {
+protected:
+    void SetUp() override {
+        test::qtApp();
+        NSError error;
+        auto input = AVCaptureAudioDeviceInput::initWithDevice(microphone("virtual_mic"), &error);
+        ASSERT_TRUE(input) << error.localizedDescription;
         output->setSampleBufferDelegate(
             [this](const CMSampleBufferRef& sample) {
                 if (sessionStopped.load()) ++afterStop;
@@ -71,45 +67,37 @@ struct Rig {
         queue.sync([] {});
         sessionStopped.store(true);
     }
-};
 
-} // namespace
-
-namespace {
-
-/// A daemon of the test's own and a session on its virtual microphone.
-class AudioSessionOnOwnServer : public ::testing::Test {
-protected:
-    void SetUp() override {
-        test::qtApp();
-        NSError error;
-        auto input = AVCaptureAudioDeviceInput::initWithDevice(microphone("virtual_mic"), &error);
-        ASSERT_TRUE(input) << error.localizedDescription;
-        rigHolder.emplace(input);
-    }
     test::PrivateSoundServer server;
-    std::optional<Rig> rigHolder;
+    // What the delegate writes outlives the queue and the session it runs from.
+    std::mutex mutex;
+    std::vector<CMSampleBufferRef> delivered;
+    std::vector<std::thread::id> deliveredOn;
+    std::atomic<bool> sessionStopped{false};
+    std::atomic<int> afterStop{0};
+    DispatchQueue queue{"com.vantrel.test.audio", DispatchQoS::userInitiated};
+    std::shared_ptr<AVCaptureAudioDataOutput> output = std::make_shared<AVCaptureAudioDataOutput>();
+    AVCaptureAudioSession session;
 };
 
 } // namespace
 
 TEST_F(AudioSessionOnOwnServer, KilledServerIsARuntimeErrorAndNothingArrivesAfterStop) {
-    Rig& rig = *rigHolder;
-    Observed errors(AVCaptureSessionRuntimeErrorNotification, &rig.session);
-    rig.session.startRunning();
-    ASSERT_TRUE(rig.session.isRunning());
+    Observed errors(AVCaptureSessionRuntimeErrorNotification, &session);
+    session.startRunning();
+    ASSERT_TRUE(session.isRunning());
     // A fresh null sink can take a couple of seconds before its first block.
-    ASSERT_TRUE(test::waitUntil([&] { return rig.count() > 2; }, 4s));
+    ASSERT_TRUE(test::waitUntil([&] { return count() > 2; }, 4s));
     std::thread::id queueThread;
-    rig.queue.sync([&] { queueThread = std::this_thread::get_id(); });
+    queue.sync([&] { queueThread = std::this_thread::get_id(); });
     {
         // Delivered on the output's queue, in order, each packet where the last one ended.
-        std::lock_guard guard(rig.mutex);
-        for (size_t i = 0; i < rig.delivered.size(); ++i) {
-            EXPECT_EQ(rig.deliveredOn[i], queueThread);
+        std::lock_guard guard(mutex);
+        for (size_t i = 0; i < delivered.size(); ++i) {
+            EXPECT_EQ(deliveredOn[i], queueThread);
             if (i > 0) {
-                EXPECT_EQ(rig.delivered[i]->presentationTimeStamp(),
-                          rig.delivered[i - 1]->presentationTimeStamp() + rig.delivered[i - 1]->duration());
+                EXPECT_EQ(delivered[i]->presentationTimeStamp(),
+                          delivered[i - 1]->presentationTimeStamp() + delivered[i - 1]->duration());
             }
         }
     }
@@ -117,9 +105,9 @@ TEST_F(AudioSessionOnOwnServer, KilledServerIsARuntimeErrorAndNothingArrivesAfte
     server.kill();
     ASSERT_TRUE(test::waitUntil([&] { return !errors.seen.empty(); }, 3s));
     EXPECT_FALSE(errors.seen.front().userInfo.at(AVCaptureSessionErrorKey).empty());
-    EXPECT_FALSE(rig.session.isRunning());
+    EXPECT_FALSE(session.isRunning());
 
-    rig.stopAndDrain();
+    stopAndDrain();
     test::runMainLoopFor(50ms);
-    EXPECT_EQ(rig.afterStop.load(), 0);
+    EXPECT_EQ(afterStop.load(), 0);
 }

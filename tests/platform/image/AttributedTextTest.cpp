@@ -41,10 +41,6 @@ Ink drawAndInk(const NSAttributedString& string, int width, int height, const CG
     return inkOf(*CGBitmapContextCreateImage(*context));
 }
 
-// ---- Measuring
-
-// ---- Drawing
-
 TEST(AttributedTextTest, TailTruncationEndsInAnEllipsisWithinTheWidth) {
     // Full blocks ink every column they cover at full height: cut off by the
     // clip they would reach the box's right edge high up; dots sit low.

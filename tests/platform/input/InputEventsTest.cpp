@@ -119,35 +119,6 @@ TEST_F(InputEventsTest, ButtonsArriveAsTheDeviceAndCorePointerMapsMakeThem) {
                                             otherMouseDown, otherMouseUp, rightMouseDown, rightMouseUp}));
 }
 
-TEST_F(InputEventsTest, KeysCarryCodeCharactersAndModifiersFromXkb) {
-    auto service = std::make_shared<InputEventsXInput2>();
-    auto tap = service->createKeyEventTap(recorder());
-    ASSERT_TRUE(tap);
-    runMainLoopFor(100ms);
-
-    input.key(keycode::controlL, true);
-    input.key(keycode::shiftL, true);
-    input.tap(keycode::k);
-    input.key(keycode::shiftL, false);
-    input.key(keycode::controlL, false);
-    input.tap(keycode::one);
-    ASSERT_TRUE(waitForCount(6));
-    runMainLoopFor(100ms);
-    EXPECT_EQ(types(),
-              (std::vector{NSEventType::flagsChanged, NSEventType::flagsChanged, NSEventType::keyDown,
-                           NSEventType::flagsChanged, NSEventType::flagsChanged, NSEventType::keyDown}));
-    auto keys = keyDowns();
-    ASSERT_EQ(keys.size(), 2u);
-    EXPECT_EQ(keys[0].keyCode, 40);
-    EXPECT_EQ(keys[0].modifierFlags.rawValue, NSEventModifierFlags::control | NSEventModifierFlags::shift);
-    EXPECT_EQ(keys[0].charactersIgnoringModifiers, "K");
-    EXPECT_FALSE(keys[0].isARepeat);
-    EXPECT_EQ(keys[1].keyCode, 18);
-    EXPECT_EQ(keys[1].modifierFlags.rawValue, 0u);
-    EXPECT_EQ(keys[1].characters, "1");
-    EXPECT_EQ(events[0].modifierFlags.rawValue, NSEventModifierFlags::control);
-}
-
 TEST_F(InputEventsTest, AHeldKeyRepeatsAtTheServersRateUntilReleased) {
     ASSERT_TRUE(runCommand("DISPLAY=" + server.display() + " xset r rate 150 20"));
     auto service = std::make_shared<InputEventsXInput2>();
