@@ -1,0 +1,122 @@
+// The dashboard for real on the test's X server with the generated camera:
+// it opens at its size, renders dark with "CAMERA OFFLINE" and a red mark on
+// the start button, shows the camera's live picture once the webcam is on,
+// plays a demo over it, and its close button closes it and the camera.
+// Screenshots stay under the build folder for a person to look at.
+#include "devices/CameraManager.h"
+#include "platform/runtime/UserDefaultsQSettings.h"
+#include "recording/BookmarkManager.h"
+#include "settings/AppSettings.h"
+#include "shell/dashboard/DashboardViewModel.h"
+#include "shell/dashboard/DashboardWindowManager.h"
+#include "shell/dashboard/DemoLoopPlayer.h"
+#include "tests/support/TestServices.h"
+
+#include <QApplication>
+#include <QImage>
+#include <QQuickItem>
+#include <QQuickView>
+#include <gtest/gtest.h>
+
+using namespace vantrel;
+using namespace std::chrono_literals;
+namespace fs = std::filesystem;
+
+namespace {
+
+QApplication& guiApp() {
+    static int argc = 1;
+    static char name[] = "shell_dashboard_window_test";
+    static char* argv[] = {name, nullptr};
+    static QApplication* app = new QApplication(argc, argv);
+    return *app;
+}
+
+struct Denied final : DashboardPermissions, RecordingToggle {
+    int toggles = 0;
+    bool isAccessibilityTrusted() override { return false; }
+    int authorizationStatus(DashboardPermission) override { return 2; }
+    void requestAccess(DashboardPermission, std::function<void(bool)> done) override { done(false); }
+    void runPermissionAlert(DashboardPermission, std::function<void(bool)> done) override { done(false); }
+    void toggleRecording() override { ++toggles; }
+};
+
+/// The item's rectangle in window pixels.
+QRect sceneRect(QQuickView* window, const char* objectName) {
+    auto* item = window->rootObject()->findChild<QQuickItem*>(objectName);
+    if (!item) return {};
+    return item->mapRectToScene(item->boundingRect()).toAlignedRect();
+}
+
+/// How many pixels of `area` satisfy `test`.
+int countPixels(const QImage& image, const QRect& area, const std::function<bool(QColor)>& test) {
+    int count = 0;
+    for (int y = area.top(); y <= area.bottom(); ++y)
+        for (int x = area.left(); x <= area.right(); ++x)
+            count += test(image.pixelColor(x, y)) ? 1 : 0;
+    return count;
+}
+
+} // namespace
+
+TEST(DashboardWindowTest, RendersOfflineThenTheLiveCameraPlaysADemoAndClosesByItsButton) {
+    if (qEnvironmentVariableIsEmpty("DISPLAY")) GTEST_SKIP() << "needs the test X server";
+    qputenv("VANTREL_FAKE_CAMERA", "320x240@15");
+    guiApp();
+    test::TempHome home;
+    auto store =
+        std::make_shared<UserDefaultsQSettings>(QString::fromStdString(home.settingsFile().string()));
+    auto settings = std::make_shared<AppSettings>(store, std::make_shared<BookmarkManager>(store), nullptr);
+    auto world = std::make_shared<Denied>();
+    DashboardWindowManager manager({settings, nullptr, world, std::make_shared<DemoLoopPlayerFactory>()});
+    const fs::path shots = fs::path(QCoreApplication::applicationDirPath().toStdString()) / "shots";
+    fs::create_directories(shots);
+
+    manager.show(world);
+    QQuickView* window = manager.window();
+    ASSERT_NE(window, nullptr);
+    ASSERT_TRUE(test::waitUntil([&] { return window->isExposed(); }, 10s));
+    EXPECT_EQ(window->size(), QSize(520, 705));
+    test::runMainLoopFor(500ms); // the first frames of the background
+
+    QImage shot = window->grabWindow();
+    shot.save(QString::fromStdString((shots / "dashboard-webcam-off.png").string()));
+    const QRect preview = sceneRect(window, "preview");
+    ASSERT_EQ(preview, QRect(20, 68, 480, 270));
+    const auto dark = [](QColor c) { return c.red() < 40 && c.green() < 40 && c.blue() < 50; };
+    // The preview's inside is dark, but the offline label in its middle is lit.
+    EXPECT_TRUE(dark(shot.pixelColor(preview.left() + 80, preview.bottom() - 40)));
+    const QRect label(preview.center().x() - 80, preview.center().y() + 20, 160, 30);
+    EXPECT_GT(countPixels(shot, label, [](QColor c) { return c.lightness() > 70; }), 40) << "CAMERA OFFLINE";
+    // The start button: a red record mark on a dark capsule.
+    const QRect start = sceneRect(window, "startButton");
+    ASSERT_FALSE(start.isEmpty());
+    EXPECT_TRUE(dark(shot.pixelColor(start.center().x(), start.top() + 4)));
+    EXPECT_GT(countPixels(shot, start, [](QColor c) { return c.red() > 150 && c.red() - c.green() > 60; }), 20);
+
+    // The webcam on: the generated camera's grey field fills the preview.
+    settings->setShowWebcam(true);
+    const auto lit = [&] {
+        shot = window->grabWindow();
+        return countPixels(shot, preview.adjusted(60, 60, -60, -60), [](QColor c) { return c.lightness() > 80; }) >
+               10000;
+    };
+    EXPECT_TRUE(test::waitUntil(lit, 15s)) << "no camera picture in the preview";
+    EXPECT_TRUE(manager.previewCamera()->isCapturing());
+    shot.save(QString::fromStdString((shots / "dashboard-webcam-on.png").string()));
+
+    // A demo over the preview: with its video when the demos were made, else the description.
+    manager.viewModel()->playDemo("autoZoom");
+    test::runMainLoopFor(1500ms);
+    window->grabWindow().save(QString::fromStdString((shots / "dashboard-demo.png").string()));
+    EXPECT_TRUE(manager.viewModel()->isShowingDemo());
+
+    auto* button = window->rootObject()->findChild<QObject*>("startButton");
+    ASSERT_TRUE(QMetaObject::invokeMethod(button, "clicked"));
+    EXPECT_EQ(world->toggles, 1);
+
+    // The close button: the window and the camera go.
+    ASSERT_TRUE(QMetaObject::invokeMethod(window->rootObject()->findChild<QObject*>("closeButton"), "clicked"));
+    EXPECT_TRUE(test::waitUntil([&] { return manager.window() == nullptr; }, 5s));
+    EXPECT_EQ(manager.previewCamera(), nullptr);
+}
