@@ -12,11 +12,14 @@
 #include "shell/dashboard/DemoLoopPlayer.h"
 #include "tests/support/TestServices.h"
 
+#include <QAccessible>
 #include <QApplication>
 #include <QImage>
 #include <QQuickItem>
 #include <QQuickView>
+#include <QTest>
 #include <gtest/gtest.h>
+#include <map>
 
 using namespace vantrel;
 using namespace std::chrono_literals;
@@ -34,16 +37,28 @@ QApplication& guiApp() {
 
 struct Denied final : DashboardPermissions, RecordingToggle {
     int toggles = 0;
+    int alerts = 0;
     bool isAccessibilityTrusted() override { return false; }
     int authorizationStatus(DashboardPermission) override { return 2; }
     void requestAccess(DashboardPermission, std::function<void(bool)> done) override { done(false); }
-    void runPermissionAlert(DashboardPermission, std::function<void(bool)> done) override { done(false); }
+    void runPermissionAlert(DashboardPermission, std::function<void(bool)> done) override {
+        ++alerts;
+        done(false);
+    }
     void toggleRecording() override { ++toggles; }
 };
 
+/// The item of this name in the visual tree (delegates are no QObject children).
+QQuickItem* findItem(QQuickItem* item, const QString& objectName) {
+    if (item->objectName() == objectName) return item;
+    for (QQuickItem* child : item->childItems())
+        if (QQuickItem* found = findItem(child, objectName)) return found;
+    return nullptr;
+}
+
 /// The item's rectangle in window pixels.
 QRect sceneRect(QQuickView* window, const char* objectName) {
-    auto* item = window->rootObject()->findChild<QQuickItem*>(objectName);
+    QQuickItem* item = findItem(window->rootObject(), QString::fromLatin1(objectName));
     if (!item) return {};
     return item->mapRectToScene(item->boundingRect()).toAlignedRect();
 }
@@ -55,6 +70,15 @@ int countPixels(const QImage& image, const QRect& area, const std::function<bool
         for (int x = area.left(); x <= area.right(); ++x)
             count += test(image.pixelColor(x, y)) ? 1 : 0;
     return count;
+}
+
+/// The accessible names in the window's tree, with their role and checked state.
+void collectAccessible(QAccessibleInterface* node, std::map<QString, std::pair<QAccessible::Role, bool>>& out) {
+    if (!node) return;
+    if (!node->text(QAccessible::Name).isEmpty())
+        out[node->text(QAccessible::Name)] = {node->role(), node->state().checked};
+    for (int i = 0; i < node->childCount(); ++i)
+        collectAccessible(node->child(i), out);
 }
 
 } // namespace
@@ -94,6 +118,28 @@ TEST(DashboardWindowTest, RendersOfflineThenTheLiveCameraPlaysADemoAndClosesByIt
     EXPECT_TRUE(dark(shot.pixelColor(start.center().x(), start.top() + 4)));
     EXPECT_GT(countPixels(shot, start, [](QColor c) { return c.red() > 150 && c.red() - c.green() > 60; }), 20);
 
+    // A screen reader finds the controls by name, and the switches with their state.
+    std::map<QString, std::pair<QAccessible::Role, bool>> accessible;
+    collectAccessible(QAccessible::queryAccessibleInterface(window), accessible);
+    EXPECT_EQ(accessible["START RECORDING"].first, QAccessible::Button);
+    EXPECT_EQ(accessible["Close"].first, QAccessible::Button);
+    EXPECT_EQ(accessible["Auto Zoom"], std::make_pair(QAccessible::CheckBox, true));
+    EXPECT_EQ(accessible["Show Keystrokes"], std::make_pair(QAccessible::CheckBox, false));
+    EXPECT_EQ(accessible["Webcam Overlay"], std::make_pair(QAccessible::CheckBox, false));
+
+    // Clicks reach the model: a plain switch goes off, one that needs accessibility stays off.
+    for (const char* tile : {"tile-autoZoom", "tile-keystrokes"}) {
+        const QRect header = sceneRect(window, tile);
+        ASSERT_FALSE(header.isEmpty()) << tile;
+        QTest::mouseClick(window, Qt::LeftButton, {}, QPoint(header.center().x(), header.top() + 16));
+    }
+    EXPECT_FALSE(settings->enableAutoZoom());
+    EXPECT_FALSE(settings->showKeystrokes());
+    EXPECT_EQ(world->alerts, 1) << "the accessibility alert was offered";
+    // The pointer leaves the tiles (to the header), and the keystrokes demo it started goes.
+    QTest::mouseMove(window, QPoint(260, 30));
+    EXPECT_TRUE(test::waitUntil([&] { return !manager.viewModel()->hasDemoPlayer(); }, 5s));
+
     // The webcam on: the generated camera's grey field fills the preview.
     settings->setShowWebcam(true);
     const auto lit = [&] {
@@ -101,8 +147,8 @@ TEST(DashboardWindowTest, RendersOfflineThenTheLiveCameraPlaysADemoAndClosesByIt
         return countPixels(shot, preview.adjusted(60, 60, -60, -60), [](QColor c) { return c.lightness() > 80; }) >
                10000;
     };
+    EXPECT_TRUE(test::waitUntil([&] { return manager.previewCamera()->isCapturing(); }, 10s));
     EXPECT_TRUE(test::waitUntil(lit, 15s)) << "no camera picture in the preview";
-    EXPECT_TRUE(manager.previewCamera()->isCapturing());
     shot.save(QString::fromStdString((shots / "dashboard-webcam-on.png").string()));
 
     // A demo over the preview, with the webcam off again: its video plays in the panel.

@@ -52,15 +52,15 @@ Item {
             width: parent.width - 24
             spacing: 10
 
-            Button {
+            CheckBox {   // a switch to a screen reader; the model decides, so a click changes nothing here
                 id: header
+                objectName: "tile-" + tile.feature
                 width: parent.width
-                flat: true
                 padding: 0
+                checked: tile.isOn
+                nextCheckState: () => checkState
+                indicator: Item {}
                 Accessible.name: tile.title
-                Accessible.role: Accessible.CheckBox
-                Accessible.checkable: true
-                Accessible.checked: tile.isOn
                 Accessible.description: tile.isOn ? "ON" : "OFF"
                 onClicked: tile.toggled()
                 background: Item {}

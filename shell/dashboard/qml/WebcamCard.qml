@@ -38,14 +38,13 @@ Item {
             width: parent.width - 40
             spacing: 12
 
-            Button {
+            CheckBox {   // a switch to a screen reader; the model decides, so a click changes nothing here
                 width: parent.width
-                flat: true
                 padding: 0
+                checked: card.isOn
+                nextCheckState: () => checkState
+                indicator: Item {}
                 Accessible.name: "Webcam Overlay"
-                Accessible.role: Accessible.CheckBox
-                Accessible.checkable: true
-                Accessible.checked: card.isOn
                 Accessible.description: card.isOn ? "ON" : "OFF"
                 onClicked: dashboard.setFeature("webcam", !card.isOn)
                 background: Item {}
