@@ -126,6 +126,23 @@ Rectangle {
         }
     }
 
+    // Rounded corners for the pictures too (an item's clip is square): the
+    // window's colour outside the rounded frame.
+    Canvas {
+        anchors.fill: parent
+        onWidthChanged: requestPaint()
+        onPaint: {
+            const c = getContext("2d");
+            c.reset();
+            c.fillStyle = Qt.rgba(0.03, 0.03, 0.05, 1);
+            c.fillRect(0, 0, width, height);
+            c.globalCompositeOperation = "destination-out";
+            c.beginPath();
+            c.roundedRect(0, 0, width, height, preview.radius, preview.radius);
+            c.fill();
+        }
+    }
+
     GradientStroke {
         anchors.fill: parent
         radius: preview.radius
