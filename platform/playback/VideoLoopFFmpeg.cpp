@@ -106,7 +106,8 @@ private:
         toArgb(frame_->data[0], frame_->linesize[0], frame_->data[1], frame_->linesize[1], frame_->data[2],
                frame_->linesize[2], picture->baseAddress(), static_cast<int>(picture->bytesPerRow()), width,
                height);
-        const int64_t pts = frame_->best_effort_timestamp == AV_NOPTS_VALUE ? 0 : frame_->best_effort_timestamp;
+        const int64_t pts =
+            frame_->best_effort_timestamp == AV_NOPTS_VALUE ? 0 : frame_->best_effort_timestamp;
         presentationSeconds = pts * timeBase_;
         av_frame_unref(frame_);
         return picture;

@@ -24,22 +24,27 @@ const char* informativeText(DashboardPermission permission, AlertLanguage langua
     const bool japanese = language == AlertLanguage::japanese;
     switch (permission) {
     case DashboardPermission::microphone:
-        return japanese ? "マイク録音を使用するには、システム設定でマイクの許可が必要です。\n\n「マイク設定を開く」で"
+        return japanese ? "マイク録音を使用するには、システム設定でマイクの許可が必要です。\n\n「マイク設定を"
+                          "開く」で"
                           "システム設定を開き、Vantrelを許可してください。"
                         : "Vantrel needs Microphone permission to record audio.\n\nClick \"Open Microphone "
                           "Settings\" to grant access.";
     case DashboardPermission::camera:
-        return japanese ? "Webカメラを使用するには、システム設定でカメラの許可が必要です。\n\n「カメラ設定を開く」で"
-                          "システム設定を開き、Vantrelを許可してください。"
-                        : "Vantrel needs Camera permission to show the webcam overlay.\n\nClick \"Open Camera "
-                          "Settings\" to grant access.";
+        return japanese
+                   ? "Webカメラを使用するには、システム設定でカメラの許可が必要です。\n\n「カメラ設定を開く」"
+                     "で"
+                     "システム設定を開き、Vantrelを許可してください。"
+                   : "Vantrel needs Camera permission to show the webcam overlay.\n\nClick \"Open Camera "
+                     "Settings\" to grant access.";
     case DashboardPermission::accessibility:
         break;
     }
-    return japanese ? "この機能を使用するには、システム設定でアクセシビリティの許可が必要です。\n\n「アクセシビリティを"
-                      "開く」でシステム設定を開き、Vantrelを許可してください。"
-                    : "Vantrel needs Accessibility permission to use this feature.\n\nClick \"Open Accessibility "
-                      "Settings\" to grant access.";
+    return japanese
+               ? "この機能を使用するには、システム設定でアクセシビリティの許可が必要です。\n\n「アクセシビリ"
+                 "ティを"
+                 "開く」でシステム設定を開き、Vantrelを許可してください。"
+               : "Vantrel needs Accessibility permission to use this feature.\n\nClick \"Open Accessibility "
+                 "Settings\" to grant access.";
 }
 
 QCoro::Task<> askAndAnswer(std::shared_ptr<AlertPresenter> alerts, AlertRequest request,
@@ -78,9 +83,8 @@ bool DashboardPermissionsSystem::isAccessibilityTrusted() {
 }
 
 int DashboardPermissionsSystem::authorizationStatus(DashboardPermission media) {
-    return AVCaptureDevice::authorizationStatusForMediaType(media == DashboardPermission::camera
-                                                                ? AVMediaType::video
-                                                                : AVMediaType::audio);
+    return AVCaptureDevice::authorizationStatusForMediaType(
+        media == DashboardPermission::camera ? AVMediaType::video : AVMediaType::audio);
 }
 
 void DashboardPermissionsSystem::requestAccess(DashboardPermission media, std::function<void(bool)> done) {
@@ -93,7 +97,8 @@ void DashboardPermissionsSystem::runPermissionAlert(DashboardPermission permissi
                  dashboardPermissionAlert(permission, currentAlertLanguage()), std::move(done));
 }
 
-PreviewCameraManager::PreviewCameraManager(std::shared_ptr<CameraManager> camera) : camera_(std::move(camera)) {}
+PreviewCameraManager::PreviewCameraManager(std::shared_ptr<CameraManager> camera)
+    : camera_(std::move(camera)) {}
 
 void PreviewCameraManager::startCapture(const QString& cameraID) {
     try {

@@ -144,9 +144,10 @@ void DashboardViewModel::switchOnWithMediaAccess(DashboardPermission media, cons
 
 void DashboardViewModel::offerSettings(DashboardPermission permission) {
     // The answer comes after the window may have gone: the opener is copied, not reached through this.
-    services_.permissions->runPermissionAlert(permission, [open = services_.openURL, permission](bool openSettings) {
-        if (openSettings) open(settingsURL(permission));
-    });
+    services_.permissions->runPermissionAlert(permission,
+                                              [open = services_.openURL, permission](bool openSettings) {
+                                                  if (openSettings) open(settingsURL(permission));
+                                              });
 }
 
 void DashboardViewModel::selectMicrophone(const QString& uniqueID) {

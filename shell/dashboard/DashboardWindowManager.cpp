@@ -74,20 +74,28 @@ void DashboardWindowManager::show(std::shared_ptr<RecordingToggle> recording) {
     Dependencies& d = dependencies_;
     if (!d.settings) d.settings = AppSettings::shared();
     if (!d.devices) d.devices = MediaDeviceManager::shared();
-    if (!d.permissions) d.permissions = std::make_shared<DashboardPermissionsSystem>(PermissionsManager::shared());
+    if (!d.permissions)
+        d.permissions = std::make_shared<DashboardPermissionsSystem>(PermissionsManager::shared());
     if (!d.demoPlayers) d.demoPlayers = std::make_shared<DemoLoopPlayerFactory>();
 
     // Each opening has a camera of its own, never the recorder's.
     previewCamera_ = std::make_shared<CameraManager>();
     viewModel_ = std::make_unique<DashboardViewModel>(
         d.settings, d.devices,
-        DashboardViewModel::Services{d.permissions, d.demoPlayers,
+        DashboardViewModel::Services{d.permissions,
+                                     d.demoPlayers,
                                      std::make_shared<PreviewCameraManager>(previewCamera_),
-                                     std::move(recording), DelayedCalls::mainThread(), {}});
+                                     std::move(recording),
+                                     DelayedCalls::mainThread(),
+                                     {}});
     // The close button is pressed inside the view: the view goes after its handler has returned.
     viewModel_->onClose = [self = QPointer(this)] {
         QMetaObject::invokeMethod(
-            self, [self] { if (self) self->close(); }, Qt::QueuedConnection);
+            self,
+            [self] {
+                if (self) self->close();
+            },
+            Qt::QueuedConnection);
     };
 
     window_ = std::make_unique<QQuickView>();
@@ -118,9 +126,9 @@ void DashboardWindowManager::show(std::shared_ptr<RecordingToggle> recording) {
 }
 
 void DashboardWindowManager::connectPreview() {
-    auto* item = window_->rootObject() ? window_->rootObject()->findChild<CameraPreviewItem*>(
-                                             QStringLiteral("cameraPreview"))
-                                       : nullptr;
+    auto* item = window_->rootObject()
+                     ? window_->rootObject()->findChild<CameraPreviewItem*>(QStringLiteral("cameraPreview"))
+                     : nullptr;
     if (!item) return;
     QPointer<CameraPreviewItem> preview(item);
     const auto follow = [preview, camera = previewCamera_.get()] {

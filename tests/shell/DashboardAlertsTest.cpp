@@ -42,6 +42,7 @@ TEST(DashboardAlertsTest, ARefusedSwitchOffersItsSettingsInTheLocalesLanguage) {
     EXPECT_EQ(alerts->shown[0].buttons, QStringList({"アクセシビリティを開く", "キャンセル"}));
     EXPECT_TRUE(alerts->shown[0].informativeText.startsWith("この機能を使用するには"));
     EXPECT_EQ(alerts->shown[1].buttons, QStringList({"Open Microphone Settings", "Cancel"}));
-    EXPECT_TRUE(alerts->shown[1].informativeText.startsWith("Vantrel needs Microphone permission to record audio."));
+    EXPECT_TRUE(
+        alerts->shown[1].informativeText.startsWith("Vantrel needs Microphone permission to record audio."));
     EXPECT_EQ(alerts->shown[2].messageText, "Camera Permission Required");
 }

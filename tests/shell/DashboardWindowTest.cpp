@@ -73,7 +73,8 @@ int countPixels(const QImage& image, const QRect& area, const std::function<bool
 }
 
 /// The accessible names in the window's tree, with their role and checked state.
-void collectAccessible(QAccessibleInterface* node, std::map<QString, std::pair<QAccessible::Role, bool>>& out) {
+void collectAccessible(QAccessibleInterface* node,
+                       std::map<QString, std::pair<QAccessible::Role, bool>>& out) {
     if (!node) return;
     if (!node->text(QAccessible::Name).isEmpty())
         out[node->text(QAccessible::Name)] = {node->role(), node->state().checked};
@@ -116,7 +117,8 @@ TEST(DashboardWindowTest, RendersOfflineThenTheLiveCameraPlaysADemoAndClosesByIt
     const QRect start = sceneRect(window, "startButton");
     ASSERT_FALSE(start.isEmpty());
     EXPECT_TRUE(dark(shot.pixelColor(start.center().x(), start.top() + 4)));
-    EXPECT_GT(countPixels(shot, start, [](QColor c) { return c.red() > 150 && c.red() - c.green() > 60; }), 20);
+    EXPECT_GT(countPixels(shot, start, [](QColor c) { return c.red() > 150 && c.red() - c.green() > 60; }),
+              20);
 
     // A screen reader finds the controls by name, and the switches with their state.
     std::map<QString, std::pair<QAccessible::Role, bool>> accessible;
@@ -144,8 +146,8 @@ TEST(DashboardWindowTest, RendersOfflineThenTheLiveCameraPlaysADemoAndClosesByIt
     settings->setShowWebcam(true);
     const auto lit = [&] {
         shot = window->grabWindow();
-        return countPixels(shot, preview.adjusted(60, 60, -60, -60), [](QColor c) { return c.lightness() > 80; }) >
-               10000;
+        return countPixels(shot, preview.adjusted(60, 60, -60, -60),
+                           [](QColor c) { return c.lightness() > 80; }) > 10000;
     };
     EXPECT_TRUE(test::waitUntil([&] { return manager.previewCamera()->isCapturing(); }, 10s));
     EXPECT_TRUE(test::waitUntil(lit, 15s)) << "no camera picture in the preview";
@@ -170,7 +172,8 @@ TEST(DashboardWindowTest, RendersOfflineThenTheLiveCameraPlaysADemoAndClosesByIt
     EXPECT_EQ(world->toggles, 1);
 
     // The close button: the window and the camera go.
-    ASSERT_TRUE(QMetaObject::invokeMethod(window->rootObject()->findChild<QObject*>("closeButton"), "clicked"));
+    ASSERT_TRUE(
+        QMetaObject::invokeMethod(window->rootObject()->findChild<QObject*>("closeButton"), "clicked"));
     EXPECT_TRUE(test::waitUntil([&] { return manager.window() == nullptr; }, 5s));
     EXPECT_EQ(manager.previewCamera(), nullptr);
 }

@@ -43,7 +43,8 @@ const TileDemo* findTileDemo(std::string_view name) {
 std::vector<TraceFrame> tileDemoFrames(const TileDemo& demo, int width, int height) {
     const std::vector<TraceFrame> all = makeDemoTrace(width, height);
     std::vector<TraceFrame> frames;
-    const int first = static_cast<int>(demo.start * kSourceRate), last = static_cast<int>(demo.end * kSourceRate);
+    const int first = static_cast<int>(demo.start * kSourceRate),
+              last = static_cast<int>(demo.end * kSourceRate);
     const CMTime origin = all.at(first).presentationTime;
     for (int i = first; i < last && i < static_cast<int>(all.size()); i += kSourceRate / kLoopRate) {
         TraceFrame frame = all[i];

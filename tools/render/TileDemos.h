@@ -12,7 +12,7 @@
 namespace vantrel::tools {
 
 struct TileDemo {
-    const char* name; // "autozoom" for demo_autozoom.mp4
+    const char* name;  // "autozoom" for demo_autozoom.mp4
     double start, end; // seconds of the built-in demo
     AppSettingsSnapshot settings;
     bool webcam = false; // the made-up webcam picture in its corner

@@ -20,12 +20,13 @@ VideoFile::VideoFile(const std::filesystem::path& path, int width, int height, i
     // The same encoder on every machine, and small files: these are short loops shown small.
     video.compression.usingHardwareAcceleratedVideoEncoder = false;
     video.compression.expectedSourceFrameRate = framesPerSecond;
-    video.compression.quality = 0.5;
+    video.compression.quality = 0.7;
     input_ = AVAssetWriterInput::initWithMediaType(AVMediaType::video, video);
     adaptor_ = AVAssetWriterInputPixelBufferAdaptor::initWithAssetWriterInput(
         input_, PixelBufferAttributes{kCVPixelFormatType_32BGRA, width, height});
     writer_->addInput(input_);
-    if (!writer_->startWriting()) throw std::runtime_error(path.string() + ": " + writer_->error().localizedDescription);
+    if (!writer_->startWriting())
+        throw std::runtime_error(path.string() + ": " + writer_->error().localizedDescription);
 }
 
 VideoFile::~VideoFile() = default;

@@ -72,10 +72,13 @@ int main(int argc, char** argv) {
         const int outputHeight = options.outputHeight ? options.outputHeight : options.height;
         std::unique_ptr<VideoFile> video;
         if (!options.videoPath.empty()) {
-            if (options.videoPath.has_parent_path()) std::filesystem::create_directories(options.videoPath.parent_path());
-            const double seconds = frames.size() > 1 ? (frames[1].presentationTime - frames[0].presentationTime).seconds() : 0;
-            video = std::make_unique<VideoFile>(options.videoPath, outputWidth, outputHeight,
-                                                seconds > 0 ? static_cast<int>(std::lround(1 / seconds)) : 60);
+            if (options.videoPath.has_parent_path())
+                std::filesystem::create_directories(options.videoPath.parent_path());
+            const double seconds =
+                frames.size() > 1 ? (frames[1].presentationTime - frames[0].presentationTime).seconds() : 0;
+            video =
+                std::make_unique<VideoFile>(options.videoPath, outputWidth, outputHeight,
+                                            seconds > 0 ? static_cast<int>(std::lround(1 / seconds)) : 60);
         }
         auto clock = std::make_shared<ManualWallClock>();
         VideoProcessor processor(

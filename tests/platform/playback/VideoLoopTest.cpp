@@ -1,8 +1,9 @@
 // The demo decoder over a real HEVC file from our own writer: every picture
 // in order with its time, then the same again from the first, and a clear
 // refusal of a file that is missing or no video.
-#include "render/VideoFile.h"
 #include "platform/playback/VideoLoop.h"
+
+#include "render/VideoFile.h"
 
 #include <filesystem>
 #include <fstream>
