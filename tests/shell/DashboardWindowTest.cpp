@@ -11,13 +11,13 @@
 #include "shell/dashboard/DashboardWindowManager.h"
 #include "shell/dashboard/DemoLoopPlayer.h"
 #include "tests/support/TestServices.h"
+#include "tests/support/XTestInput.h"
 
 #include <QAccessible>
 #include <QApplication>
 #include <QImage>
 #include <QQuickItem>
 #include <QQuickView>
-#include <QTest>
 #include <gtest/gtest.h>
 #include <map>
 
@@ -97,6 +97,9 @@ TEST(DashboardWindowTest, RendersOfflineThenTheLiveCameraPlaysADemoAndClosesByIt
     const fs::path shots = fs::path(QCoreApplication::applicationDirPath().toStdString()) / "shots";
     fs::create_directories(shots);
 
+    test::XTestInput pointer;
+    ASSERT_TRUE(pointer.isConnected());
+    pointer.moveTo(0, 0); // away from where the window opens: no tile is hovered by chance
     manager.show(world);
     QQuickView* window = manager.window();
     ASSERT_NE(window, nullptr);
@@ -129,17 +132,23 @@ TEST(DashboardWindowTest, RendersOfflineThenTheLiveCameraPlaysADemoAndClosesByIt
     EXPECT_EQ(accessible["Show Keystrokes"], std::make_pair(QAccessible::CheckBox, false));
     EXPECT_EQ(accessible["Webcam Overlay"], std::make_pair(QAccessible::CheckBox, false));
 
-    // Clicks reach the model: a plain switch goes off, one that needs accessibility stays off.
+    const auto clickAt = [&](const QPoint& local) {
+        const QPoint at = window->mapToGlobal(local);
+        pointer.moveTo(at.x(), at.y());
+        pointer.click();
+    };
+    // Real clicks reach the model: a plain switch goes off, one that needs accessibility stays off.
     for (const char* tile : {"tile-autoZoom", "tile-keystrokes"}) {
         const QRect header = sceneRect(window, tile);
         ASSERT_FALSE(header.isEmpty()) << tile;
-        QTest::mouseClick(window, Qt::LeftButton, {}, QPoint(header.center().x(), header.top() + 16));
+        clickAt(QPoint(header.center().x(), header.top() + 16));
+        test::runMainLoopFor(300ms);
     }
-    EXPECT_FALSE(settings->enableAutoZoom());
-    EXPECT_FALSE(settings->showKeystrokes());
-    EXPECT_EQ(world->alerts, 1) << "the accessibility alert was offered";
+    EXPECT_TRUE(test::waitUntil([&] { return !settings->enableAutoZoom() && world->alerts == 1; }, 5s));
+    EXPECT_FALSE(settings->showKeystrokes()) << "the accessibility alert was offered instead";
     // The pointer leaves the tiles (to the header), and the keystrokes demo it started goes.
-    QTest::mouseMove(window, QPoint(260, 30));
+    const QPoint header = window->mapToGlobal(QPoint(260, 30));
+    pointer.moveTo(header.x(), header.y());
     EXPECT_TRUE(test::waitUntil([&] { return !manager.viewModel()->hasDemoPlayer(); }, 5s));
 
     // The webcam on: the generated camera's grey field fills the preview.
@@ -167,13 +176,11 @@ TEST(DashboardWindowTest, RendersOfflineThenTheLiveCameraPlaysADemoAndClosesByIt
     // The synthetic desktop's light windows, where the preview alone is dark.
     EXPECT_GT(countPixels(shot, preview, [](QColor c) { return c.lightness() > 150; }), 5000);
 
-    auto* button = window->rootObject()->findChild<QObject*>("startButton");
-    ASSERT_TRUE(QMetaObject::invokeMethod(button, "clicked"));
-    EXPECT_EQ(world->toggles, 1);
+    clickAt(sceneRect(window, "startButton").center());
+    EXPECT_TRUE(test::waitUntil([&] { return world->toggles == 1; }, 5s));
 
     // The close button: the window and the camera go.
-    ASSERT_TRUE(
-        QMetaObject::invokeMethod(window->rootObject()->findChild<QObject*>("closeButton"), "clicked"));
+    clickAt(sceneRect(window, "closeButton").center());
     EXPECT_TRUE(test::waitUntil([&] { return manager.window() == nullptr; }, 5s));
     EXPECT_EQ(manager.previewCamera(), nullptr);
 }
