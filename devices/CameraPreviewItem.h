@@ -16,7 +16,7 @@
 
 namespace vantrel {
 
-class CameraPreviewItem final : public QQuickItem {
+class CameraPreviewItem : public QQuickItem {
     Q_OBJECT
     Q_PROPERTY(bool mirrored READ mirrored WRITE setMirrored NOTIFY mirroredChanged)
 

@@ -21,8 +21,9 @@ public:
     virtual int authorizationStatus(DashboardPermission media) = 0;
     /// Asks the system; `done(granted)` runs on the main thread later.
     virtual void requestAccess(DashboardPermission media, std::function<void(bool)> done) = 0;
-    /// The alert that offers the system's settings; true when the user chose to open them.
-    virtual bool runPermissionAlert(DashboardPermission permission) = 0;
+    /// Shows the alert that offers the system's settings without blocking;
+    /// `done(openSettings)` runs on the main thread once the user answered.
+    virtual void runPermissionAlert(DashboardPermission permission, std::function<void(bool)> done) = 0;
 };
 
 /// One looping, muted demo video.

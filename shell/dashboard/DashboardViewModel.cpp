@@ -68,6 +68,8 @@ DashboardViewModel::DashboardViewModel(std::shared_ptr<AppSettings> settings,
         });
     });
     connect(s, &AppSettings::selectedMicIDChanged, this, &DashboardViewModel::devicesChanged);
+    connect(s, &AppSettings::keystrokeDisplayModeChanged, this, &DashboardViewModel::displayChoicesChanged);
+    connect(s, &AppSettings::webcamPositionChanged, this, &DashboardViewModel::displayChoicesChanged);
     if (devices_) {
         connect(devices_.get(), &MediaDeviceManager::availableCamerasChanged, this,
                 &DashboardViewModel::devicesChanged);
@@ -121,8 +123,8 @@ void DashboardViewModel::setFeature(const QString& feature, bool on) {
         switchOnWithMediaAccess(DashboardPermission::camera, feature);
     } else if (services_.permissions->isAccessibilityTrusted()) {
         writeFeature(feature, true);
-    } else if (services_.permissions->runPermissionAlert(DashboardPermission::accessibility)) {
-        services_.openURL(settingsURL(DashboardPermission::accessibility));
+    } else {
+        offerSettings(DashboardPermission::accessibility);
     }
 }
 
@@ -135,9 +137,17 @@ void DashboardViewModel::switchOnWithMediaAccess(DashboardPermission media, cons
         services_.permissions->requestAccess(media, [self, feature](bool granted) {
             if (self && granted) self->writeFeature(feature, true);
         });
-    } else if (services_.permissions->runPermissionAlert(media)) {
-        services_.openURL(settingsURL(media));
+    } else {
+        offerSettings(media);
     }
+}
+
+void DashboardViewModel::offerSettings(DashboardPermission permission) {
+    // The answer comes after the window may have gone: the opener is copied, not reached through this.
+    services_.permissions->runPermissionAlert(permission,
+                                              [open = services_.openURL, permission](bool openSettings) {
+                                                  if (openSettings) open(settingsURL(permission));
+                                              });
 }
 
 void DashboardViewModel::selectMicrophone(const QString& uniqueID) {
@@ -239,6 +249,26 @@ QVariantList DashboardViewModel::microphones() const {
 
 QVariantList DashboardViewModel::cameras() const {
     return deviceMenuEntries(devices_ ? devices_->availableCameras() : std::vector<AVCaptureDevice>{});
+}
+
+int DashboardViewModel::keystrokeDisplayMode() const {
+    return static_cast<int>(settings_->keystrokeDisplayMode());
+}
+
+void DashboardViewModel::setKeystrokeDisplayMode(int mode) {
+    if (mode == static_cast<int>(KeystrokeDisplayMode::all) ||
+        mode == static_cast<int>(KeystrokeDisplayMode::shortcutsOnly))
+        settings_->setKeystrokeDisplayMode(static_cast<KeystrokeDisplayMode>(mode));
+}
+
+int DashboardViewModel::webcamPosition() const {
+    return static_cast<int>(settings_->webcamPosition());
+}
+
+void DashboardViewModel::setWebcamPosition(int position) {
+    if (position >= static_cast<int>(WebcamPosition::topLeft) &&
+        position <= static_cast<int>(WebcamPosition::bottomRight))
+        settings_->setWebcamPosition(static_cast<WebcamPosition>(position));
 }
 
 } // namespace vantrel

@@ -34,6 +34,11 @@ class DashboardViewModel final : public QObject {
     Q_PROPERTY(QString cameraLabel READ cameraLabel NOTIFY devicesChanged)
     Q_PROPERTY(QVariantList microphones READ microphones NOTIFY devicesChanged)
     Q_PROPERTY(QVariantList cameras READ cameras NOTIFY devicesChanged)
+    Q_PROPERTY(QObject* demoPlayer READ demoPlayerObject NOTIFY demoChanged)
+    /// The settings' enumerations as their numbers, which QML can read.
+    Q_PROPERTY(int keystrokeDisplayMode READ keystrokeDisplayMode WRITE setKeystrokeDisplayMode NOTIFY
+                   displayChoicesChanged)
+    Q_PROPERTY(int webcamPosition READ webcamPosition WRITE setWebcamPosition NOTIFY displayChoicesChanged)
 
 public:
     static constexpr std::chrono::milliseconds kHideDelay{100};
@@ -63,6 +68,12 @@ public:
     Q_INVOKABLE void selectMicrophone(const QString& uniqueID);
     Q_INVOKABLE void selectCamera(const QString& uniqueID);
     Q_INVOKABLE void startRecording();
+    /// The view's close button.
+    Q_INVOKABLE void close() {
+        if (onClose) onClose();
+    }
+    /// Set by the window's owner.
+    std::function<void()> onClose;
 
     /// The pointer entered or left a hover target (a feature name or "start").
     Q_INVOKABLE void playDemo(const QString& target);
@@ -75,6 +86,8 @@ public:
     bool isShowingDemo() const { return isShowingDemo_; }
     bool hasDemoPlayer() const { return demoPlayer_ != nullptr; }
     DemoPlayer* demoPlayer() const { return demoPlayer_.get(); }
+    /// The player as the view's video item takes it (null for players that are no QObject).
+    QObject* demoPlayerObject() const { return dynamic_cast<QObject*>(demoPlayer_.get()); }
     QString demoTitle() const { return demoTitle_; }
     QString demoIcon() const { return demoIcon_; }
     QString demoDescription() const { return demoDescription_; }
@@ -84,15 +97,21 @@ public:
     QString cameraLabel() const;
     QVariantList microphones() const;
     QVariantList cameras() const;
+    int keystrokeDisplayMode() const;
+    void setKeystrokeDisplayMode(int mode);
+    int webcamPosition() const;
+    void setWebcamPosition(int position);
 
 signals:
     void demoChanged();
     void devicesChanged();
+    void displayChoicesChanged();
 
 private:
     bool featureValue(const QString& feature) const;
     void writeFeature(const QString& feature, bool on);
     void switchOnWithMediaAccess(DashboardPermission media, const QString& feature);
+    void offerSettings(DashboardPermission permission);
     void refreshDemoCaption(const QString& feature);
     void startPreview();
     void cancelDemoTask();

@@ -33,9 +33,9 @@ struct World : DashboardPermissions, DemoPlayerFactory, PreviewCamera, Recording
     void requestAccess(DashboardPermission, std::function<void(bool)> done) override {
         pendingRequests.push_back(std::move(done));
     }
-    bool runPermissionAlert(DashboardPermission permission) override {
+    void runPermissionAlert(DashboardPermission permission, std::function<void(bool)> done) override {
         alerts.push_back(permission);
-        return alertOpensSettings;
+        done(alertOpensSettings);
     }
     // demo players
     struct Player : DemoPlayer {

@@ -51,11 +51,17 @@ RenderOptions parseRenderOptions(int argc, char** argv) {
             options.webcamPath = value();
         else if (arg == "--settings")
             options.settingsPath = value();
+        else if (arg == "--tile-demo")
+            options.tileDemo = value();
+        else if (arg == "--output-size")
+            parseSize(value(), options.outputWidth, options.outputHeight);
+        else if (arg == "--video")
+            options.videoPath = value();
         else
             throw std::invalid_argument("unknown option " + std::string(arg));
     }
-    if (options.demo == !options.tracePath.empty())
-        throw std::invalid_argument("give either --trace FILE or --demo");
+    if (int(options.demo) + int(!options.tracePath.empty()) + int(!options.tileDemo.empty()) != 1)
+        throw std::invalid_argument("give one of --trace FILE, --demo or --tile-demo NAME");
     return options;
 }
 

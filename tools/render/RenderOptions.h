@@ -4,6 +4,7 @@
 #include "engine/FrameInputs.h"
 
 #include <filesystem>
+#include <string>
 #include <string_view>
 
 namespace vantrel::tools {
@@ -23,10 +24,18 @@ struct RenderOptions {
     /// Every how many frames one goes on the contact sheet.
     int contactSheetEvery = 30;
     bool noAutoZoom = false;
+    /// One of the dashboard's demo loops by name ("autozoom", ...): trace, switches and webcam.
+    std::string tileDemo;
+    /// Frames of this size when set (the display keeps --size).
+    int outputWidth = 0;
+    int outputHeight = 0;
+    /// An MP4 of the rendered frames.
+    std::filesystem::path videoPath;
 };
 
 inline constexpr std::string_view renderUsage =
-    "usage: vantrel-render (--trace FILE | --demo) [--size WxH] [--camera-path FILE] [--no-auto-zoom]\n"
+    "usage: vantrel-render (--trace FILE | --demo | --tile-demo NAME) [--size WxH] [--output-size WxH]\n"
+    "                      [--video FILE.mp4] [--camera-path FILE] [--no-auto-zoom]\n"
     "                      [--source IMAGE.png] [--frames-dir DIR] [--contact-sheet FILE.png]\n"
     "                      [--webcam IMAGE.png] [--settings FILE.json]\n";
 

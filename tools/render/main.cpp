@@ -6,10 +6,13 @@
 #include "RenderOptions.h"
 #include "SettingsFile.h"
 #include "SyntheticDesktop.h"
+#include "TileDemos.h"
 #include "Trace.h"
+#include "VideoFile.h"
 #include "engine/VideoProcessor.h"
 #include "platform/image/PngFile.h"
 
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -27,17 +30,25 @@ int main(int argc, char** argv) {
         return 2;
     }
     try {
-        const auto frames =
-            options.demo ? makeDemoTrace(options.width, options.height) : readTraceFile(options.tracePath);
+        const TileDemo* tileDemo = nullptr;
+        if (!options.tileDemo.empty() && !(tileDemo = findTileDemo(options.tileDemo)))
+            throw std::runtime_error("no tile demo named " + options.tileDemo);
+        const auto frames = tileDemo       ? tileDemoFrames(*tileDemo, options.width, options.height)
+                            : options.demo ? makeDemoTrace(options.width, options.height)
+                                           : readTraceFile(options.tracePath);
         const CVPixelBufferRef source = options.sourcePath.empty()
                                             ? makeSyntheticDesktop(options.width, options.height)
                                             : readPngFile(options.sourcePath);
         if (!source) throw std::runtime_error(options.sourcePath.string() + ": not a readable PNG picture");
         AppSettingsSnapshot settings =
             options.settingsPath.empty() ? AppSettingsSnapshot{} : readSettingsFile(options.settingsPath, {});
+        if (tileDemo) settings = tileDemo->settings;
         if (options.noAutoZoom) settings.enableAutoZoom = false;
         std::optional<CIImage> webcam;
-        if (!options.webcamPath.empty()) {
+        if (tileDemo && tileDemo->webcam) {
+            webcam = CIImage::fromPixelBuffer(makeSyntheticWebcam(1280, 720));
+            settings.showWebcam = true;
+        } else if (!options.webcamPath.empty()) {
             // "synthetic" stands for a made-up picture, for demos.
             const auto picture = options.webcamPath == "synthetic" ? makeSyntheticWebcam(1280, 720)
                                                                    : readPngFile(options.webcamPath);
@@ -57,9 +68,21 @@ int main(int argc, char** argv) {
         }
         if (!options.framesDir.empty()) std::filesystem::create_directories(options.framesDir);
 
+        const int outputWidth = options.outputWidth ? options.outputWidth : options.width;
+        const int outputHeight = options.outputHeight ? options.outputHeight : options.height;
+        std::unique_ptr<VideoFile> video;
+        if (!options.videoPath.empty()) {
+            if (options.videoPath.has_parent_path())
+                std::filesystem::create_directories(options.videoPath.parent_path());
+            const double seconds =
+                frames.size() > 1 ? (frames[1].presentationTime - frames[0].presentationTime).seconds() : 0;
+            video =
+                std::make_unique<VideoFile>(options.videoPath, outputWidth, outputHeight,
+                                            seconds > 0 ? static_cast<int>(std::lround(1 / seconds)) : 60);
+        }
         auto clock = std::make_shared<ManualWallClock>();
         VideoProcessor processor(
-            CGSize{static_cast<CGFloat>(options.width), static_cast<CGFloat>(options.height)}, clock);
+            CGSize{static_cast<CGFloat>(outputWidth), static_cast<CGFloat>(outputHeight)}, clock);
         PointerSprite pointer;
         std::vector<CVPixelBufferRef> sheetFrames;
         for (size_t i = 0; i < frames.size(); ++i) {
@@ -69,6 +92,7 @@ int main(int argc, char** argv) {
             const auto output = processor.process(CMSampleBuffer::makeVideo(screen, frame.presentationTime),
                                                   frame.state, settings, webcam);
             if (!output) continue;
+            if (video) video->append(output, frame.presentationTime);
             if (cameraPath) {
                 const CGRect crop = processor.lastCropRect();
                 char line[256];
@@ -87,6 +111,7 @@ int main(int argc, char** argv) {
             if (!options.contactSheetPath.empty() && i % options.contactSheetEvery == 0)
                 sheetFrames.push_back(output);
         }
+        if (video) video->finish();
         if (!options.contactSheetPath.empty()) {
             const auto sheet = makeContactSheet(sheetFrames, 6, 320);
             if (!sheet || !writePngFile(*sheet, options.contactSheetPath))
