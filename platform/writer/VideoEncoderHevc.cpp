@@ -72,15 +72,12 @@ AVCodecContext* openX265(const VideoOutputSettings& settings) {
     const auto& compression = settings.compression;
     av_opt_set(c->priv_data, "preset", "ultrafast", 0);
     // No B-frames (a fragmented file cannot shift their reordering with an
-    // edit list) and no lookahead, but two frame threads: zerolatency's
-    // single frame thread left a core idle and cost a third of the frames of
-    // a busy screen. Each picture of lookahead costs x265 about 15 MB at
-    // 1080p (two cost 30 MB an encoder, measured) and buys a screen
-    // recording nothing at this preset; the queue in front of the encoder
-    // is the better place for that memory.
+    // edit list) and a lookahead of two pictures, but two frame threads:
+    // zerolatency's single frame thread left a core idle and cost a third of
+    // the frames of a busy screen. The encoder holds a few pictures more.
     av_opt_set_double(c->priv_data, "crf", hevcQualityToCrf(compression.quality), 0);
     av_opt_set_int(c->priv_data, "forced-idr", 1, 0);
-    const std::string params = std::string("log-level=error:bframes=0:rc-lookahead=0:frame-threads=2:open-gop=") +
+    const std::string params = std::string("log-level=error:bframes=0:rc-lookahead=2:frame-threads=2:open-gop=") +
                                (compression.allowOpenGOP ? "1" : "0");
     av_opt_set(c->priv_data, "x265-params", params.c_str(), 0);
     if (avcodec_open2(c, codec, nullptr) < 0) avcodec_free_context(&c);
