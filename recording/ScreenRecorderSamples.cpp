@@ -97,8 +97,8 @@ void ScreenRecorder::writeVideoSample(const CMSampleBufferRef& sampleBuffer, Rec
         frame = pipeline.videoProcessor->process(sampleBuffer, state, settings, cameraFrame);
     if (frame) {
         // The engine ran before this test, so its camera keeps moving through a drop.
-        const bool written = pipeline.zoomedVideoInput->isReadyForMoreMediaData();
-        if (written) pipeline.zoomedPixelBufferAdaptor->appendPixelBuffer(frame, adjustedTime);
+        const bool written = pipeline.zoomedVideoInput->isReadyForMoreMediaData() &&
+                             pipeline.zoomedPixelBufferAdaptor->appendPixelBuffer(frame, adjustedTime);
         std::lock_guard guard(frameObserverMutex_);
         if (frameObserver_) frameObserver_(adjustedTime, *pipeline.videoProcessor, written);
     }

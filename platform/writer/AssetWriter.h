@@ -9,7 +9,8 @@
 // Threads: make and configure a writer and its inputs on one thread, before
 // startWriting. After that, appends may come from any thread (each input from
 // one thread at a time), and they never wait for an encoder: every input
-// encodes on a worker of its own behind a short bounded queue, and
+// encodes on a worker of its own behind a bounded queue (a video input's
+// holds up to half a second of frames; see VideoQueuePolicy.h), and
 // isReadyForMoreMediaData is false while that queue is full.
 
 #include "platform/core/CMTime.h"
@@ -111,7 +112,10 @@ public:
     bool expectsMediaDataInRealTime = false;
 
     /// False while the encoder's queue is full, before startWriting, after
-    /// markAsFinished and once the writer has failed or ended. Each false
+    /// markAsFinished and once the writer has failed or ended. Video: each
+    /// call stands for one frame offered, and under a lasting overload the
+    /// answer is also false for the frames a lowered rate leaves out (every
+    /// second, then two of three), so that the drops fall evenly. Each false
     /// answer while writing counts one dropped sample.
     bool isReadyForMoreMediaData() const;
 
@@ -142,8 +146,9 @@ public:
     const std::shared_ptr<AVAssetWriterInput>& assetWriterInput() const { return input_; }
     const PixelBufferAttributes& sourcePixelBufferAttributes() const { return attributes_; }
 
-    /// Hands the frame to the encoder without copying or waiting; the buffer
-    /// is held until it has been converted. False when it was not taken.
+    /// Converts the frame to the encoder's 4:2:0 layout into a picture of the
+    /// input's own (so the buffer is let go before this returns) and queues
+    /// it, never waiting for the encoder. False when it was not taken.
     bool appendPixelBuffer(const CVPixelBufferRef& pixelBuffer, CMTime presentationTime);
 
     AVAssetWriterInputPixelBufferAdaptor(std::shared_ptr<AVAssetWriterInput> input,

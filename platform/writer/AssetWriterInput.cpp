@@ -1,5 +1,7 @@
 #include "platform/writer/AssetWriterInputImpl.h"
 
+#include <algorithm>
+
 namespace vantrel {
 
 constexpr int64_t kNsPerSecond = 1'000'000'000;
@@ -13,11 +15,13 @@ int64_t hostNanoseconds(const CMTime& time) {
 
 AVAssetWriterInput::Impl::Impl(AVMediaType type, AVOutputSettings outputSettings)
     : mediaType(type), settings(std::move(outputSettings)) {
-    ring_.resize(type == AVMediaType::video ? kVideoQueueFrames : kAudioQueueRuns);
+    if (type == AVMediaType::audio) ring_.resize(kAudioQueueRuns);
 }
 
 AVAssetWriterInput::Impl::~Impl() {
     abortAndJoin();
+    for (AVFrame*& picture : pictures_)
+        av_frame_free(&picture);
 }
 
 bool AVAssetWriterInput::Impl::openEncoder(std::shared_ptr<AssetWriterCore> core, std::string* error) {
@@ -26,7 +30,26 @@ bool AVAssetWriterInput::Impl::openEncoder(std::shared_ptr<AssetWriterCore> core
         video_ = VideoEncoderHevc::open(std::get<VideoOutputSettings>(settings), error);
     else
         audio_ = AudioEncoderAac::open(std::get<AudioOutputSettings>(settings), error);
-    return video_ || audio_;
+    if (!video_) return audio_ != nullptr;
+
+    // As many queued frames as the memory allows, up to the longest queue;
+    // two pictures more: the one being converted and the one being encoded.
+    const auto* c = video_->context();
+    const size_t pictureBytes = static_cast<size_t>(c->width) * c->height * 3 / 2;
+    const size_t queued = std::clamp(kVideoQueueBytes / pictureBytes, kMinVideoQueueFrames + 2,
+                                     kMaxVideoQueueFrames + 2) - 2;
+    for (size_t i = 0; i < queued + 2; ++i) {
+        AVFrame* picture = video_->makePicture();
+        if (!picture) {
+            *error = "Out of memory for video frames.";
+            return false;
+        }
+        pictures_.push_back(picture);
+        freePictures_.push_back(static_cast<int>(i));
+    }
+    ring_.resize(queued);
+    policy_ = std::make_unique<VideoQueuePolicy>(queued);
+    return true;
 }
 
 const AVCodecContext* AVAssetWriterInput::Impl::encoderContext() const {
@@ -62,10 +85,22 @@ void AVAssetWriterInput::Impl::abortAndJoin() {
     }
     if (worker_.joinable()) worker_.join();
     std::lock_guard lock(mutex_);
+    dropQueueLocked();
+}
+
+void AVAssetWriterInput::Impl::releasePictureLocked(int picture) {
+    if (picture >= 0) freePictures_.push_back(picture);
+}
+
+void AVAssetWriterInput::Impl::dropQueueLocked() {
+    for (size_t i = 0; i < count_; ++i)
+        releasePictureLocked(ring_[(head_ + i) % ring_.size()].picture);
     for (Item& item : ring_)
         item = Item{};
+    head_ = 0;
     count_ = 0;
     queuedSeconds_ = 0;
+    if (policy_) policy_->clear();
 }
 
 bool AVAssetWriterInput::Impl::acceptingLocked() const {
@@ -75,18 +110,21 @@ bool AVAssetWriterInput::Impl::acceptingLocked() const {
 // Whether a run fits is decided before it is known, so that a ready input
 // never refuses the next append.
 bool AVAssetWriterInput::Impl::fullLocked() const {
-    return count_ == ring_.size() ||
-           (mediaType == AVMediaType::audio && queuedSeconds_ >= kAudioQueueSeconds);
+    if (policy_) return !policy_->hasRoom();
+    return count_ == ring_.size() || queuedSeconds_ >= kAudioQueueSeconds;
 }
 
 bool AVAssetWriterInput::Impl::ready() {
     std::lock_guard lock(mutex_);
     if (!acceptingLocked()) return false;
-    if (fullLocked()) {
-        ++dropped;
-        return false;
-    }
-    return true;
+    // Video: each question stands for one frame offered, which the lowered
+    // rate may leave out.
+    const bool take = policy_ ? policy_->offer(hostNanoseconds(CMClockGetHostTime())) ==
+                                        VideoQueuePolicy::Offer::take &&
+                                    !freePictures_.empty()
+                              : !fullLocked();
+    if (!take) ++dropped;
+    return take;
 }
 
 bool AVAssetWriterInput::Impl::push(Item item) {
@@ -96,9 +134,10 @@ bool AVAssetWriterInput::Impl::push(Item item) {
         ++dropped;
         return false;
     }
+    if (policy_) policy_->pushed(item.timeNs);
+    queuedSeconds_ += item.seconds;
     ring_[(head_ + count_) % ring_.size()] = std::move(item);
     ++count_;
-    queuedSeconds_ += ring_[(head_ + count_ - 1) % ring_.size()].seconds;
     ++appended;
     wake_.notify_one();
     return true;
@@ -109,7 +148,25 @@ bool AVAssetWriterInput::Impl::enqueueVideo(CVPixelBufferRef image, CMTime time)
     const int64_t timeNs = hostNanoseconds(time);
     // Frames from before the file's start have no place in it: taken and let go.
     if (core_ && core_->sessionStarted && core_->writing() && timeNs < core_->sessionStartNs) return true;
-    return push(Item{std::move(image), nullptr, timeNs, 0});
+    int picture;
+    {
+        std::lock_guard lock(mutex_);
+        if (!acceptingLocked() || !core_->sessionStarted) return false;
+        if (fullLocked() || freePictures_.empty()) {
+            ++dropped;
+            return false;
+        }
+        picture = freePictures_.back();
+        freePictures_.pop_back();
+    }
+    // Only this thread touches a picture between taking it and queueing it.
+    const bool converted = video_->convert(*image, pictures_[picture]);
+    image.reset(); // the caller's buffer may go back to its pool now
+    if (converted && push(Item{picture, nullptr, timeNs, 0})) return true;
+    std::lock_guard lock(mutex_);
+    releasePictureLocked(picture);
+    if (!converted) ++dropped;
+    return false;
 }
 
 bool AVAssetWriterInput::Impl::enqueueAudio(const CMSampleBufferRef& sample) {
@@ -121,7 +178,7 @@ bool AVAssetWriterInput::Impl::enqueueAudio(const CMSampleBufferRef& sample) {
     if (format.sampleRate <= 0 || format.channelsPerFrame <= 0) return false;
     const double seconds = static_cast<double>(sample->numSamples()) / format.sampleRate;
     return push(
-        Item{nullptr, sample, hostNanoseconds(sample->timing().front().presentationTimeStamp), seconds});
+        Item{-1, sample, hostNanoseconds(sample->timing().front().presentationTimeStamp), seconds});
 }
 
 void AVAssetWriterInput::Impl::run() {
@@ -141,16 +198,18 @@ void AVAssetWriterInput::Impl::run() {
             head_ = (head_ + 1) % ring_.size();
             --count_;
             queuedSeconds_ = count_ == 0 ? 0 : queuedSeconds_ - item.seconds;
+            if (policy_) policy_->popped();
         }
         process(item);
+        if (item.picture >= 0) {
+            std::lock_guard lock(mutex_);
+            releasePictureLocked(item.picture);
+        }
     }
     if (!drained) {
-        // Failed or stopped: let the queued pixels go back to their pool now.
+        // Failed or stopped: what is queued will never be encoded.
         std::lock_guard lock(mutex_);
-        for (Item& item : ring_)
-            item = Item{};
-        count_ = 0;
-        queuedSeconds_ = 0;
+        dropQueueLocked();
         return;
     }
     {
@@ -179,7 +238,7 @@ void AVAssetWriterInput::Impl::process(Item& item) {
         // A track whose first frame is late would be pulled to the start of
         // the file (fragments carry no edit list); shown early instead, the
         // first frame simply stands in for the time before it.
-        ok = video_->encode(std::move(item.image), first ? 0 : pts, sink);
+        ok = video_->encode(pictures_[item.picture], first ? 0 : pts, sink);
     } else {
         ok = audio_->encode(*item.sample, fileNs, sink);
     }

@@ -1,12 +1,16 @@
 #pragma once
 // An input's machinery: a bounded queue that the caller's thread fills
 // without waiting, and a worker that empties it into the input's encoder
-// and hands the packets to the file.
+// and hands the packets to the file. A video frame is converted to 4:2:0 on
+// the caller's thread, into one of the input's own pictures, so that the
+// caller's buffer (a capture or engine buffer from a small pool) goes back
+// at once and the queue can be long.
 
 #include "platform/writer/AssetWriter.h"
 #include "platform/writer/AssetWriterCore.h"
 #include "platform/writer/AudioEncoderAac.h"
 #include "platform/writer/VideoEncoderHevc.h"
+#include "platform/writer/VideoQueuePolicy.h"
 
 #include <condition_variable>
 #include <mutex>
@@ -16,8 +20,14 @@ namespace vantrel {
 
 class AVAssetWriterInput::Impl {
 public:
-    /// A video frame waits for its turn holding only a reference to its pixels.
-    static constexpr size_t kVideoQueueFrames = 3;
+    /// The memory of the queued pictures of one video input: half a second
+    /// of 720p, a quarter of one of 1080p at 60 fps (the rate steps down
+    /// before a queue stays full). The pictures are reserved when the
+    /// encoder opens and touched only when a burst fills them.
+    static constexpr size_t kVideoQueueBytes = 48u << 20;
+    /// At most half a second at 60 fps, at least enough to smooth jitter.
+    static constexpr size_t kMaxVideoQueueFrames = 31;
+    static constexpr size_t kMinVideoQueueFrames = 3;
     /// Audio runs are small and cheap to encode: half a second of them.
     static constexpr double kAudioQueueSeconds = 0.5;
     static constexpr size_t kAudioQueueRuns = 128;
@@ -50,7 +60,7 @@ public:
 
 private:
     struct Item {
-        CVPixelBufferRef image;
+        int picture = -1; // index into pictures_
         CMSampleBufferRef sample;
         int64_t timeNs = 0;
         double seconds = 0;
@@ -59,6 +69,8 @@ private:
     bool acceptingLocked() const;
     bool fullLocked() const;
     bool push(Item item);
+    void releasePictureLocked(int picture);
+    void dropQueueLocked();
     void run();
     void process(Item& item);
     bool writePacket(AVPacket* packet, AVRational timeBase);
@@ -68,6 +80,10 @@ private:
     std::unique_ptr<AudioEncoderAac> audio_;
     int streamIndex_ = -1;
     int64_t lastVideoPts_ = -1;
+    // Video: the pictures frames wait in, the free ones, and the rules of the queue.
+    std::vector<AVFrame*> pictures_;
+    std::vector<int> freePictures_;
+    std::unique_ptr<VideoQueuePolicy> policy_;
 
     std::mutex mutex_;
     std::condition_variable wake_;

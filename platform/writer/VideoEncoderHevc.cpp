@@ -180,17 +180,9 @@ std::unique_ptr<VideoEncoderHevc> VideoEncoderHevc::open(const VideoOutputSettin
         *error = "No HEVC encoder could be opened.";
         return nullptr;
     }
-    e->frame_ = av_frame_alloc();
     e->hwFrame_ = av_frame_alloc();
     e->packet_ = av_packet_alloc();
-    if (!e->frame_ || !e->hwFrame_ || !e->packet_) {
-        *error = "Out of memory for video frames.";
-        return nullptr;
-    }
-    e->frame_->format = AV_PIX_FMT_YUV420P;
-    e->frame_->width = settings.width;
-    e->frame_->height = settings.height;
-    if (av_frame_get_buffer(e->frame_, 64) < 0) {
+    if (!e->hwFrame_ || !e->packet_) {
         *error = "Out of memory for video frames.";
         return nullptr;
     }
@@ -202,36 +194,50 @@ std::unique_ptr<VideoEncoderHevc> VideoEncoderHevc::open(const VideoOutputSettin
 VideoEncoderHevc::~VideoEncoderHevc() {
     av_packet_free(&packet_);
     av_frame_free(&hwFrame_);
-    av_frame_free(&frame_);
     avcodec_free_context(&codec_);
     av_buffer_unref(&hwFrames_);
 }
 
-bool VideoEncoderHevc::encode(CVPixelBufferRef image, int64_t pts, const PacketSink& sink) {
-    if (!image || image->width() != sourceWidth_ || image->height() != sourceHeight_) return false;
-    if (av_frame_make_writable(frame_) < 0) return false;
-    const YuvPlanes planes{frame_->data[0],     frame_->linesize[0], frame_->data[1],
-                           frame_->linesize[1], frame_->data[2],     frame_->linesize[2]};
-    convertBgraToI420Bt709(image->baseAddress(), image->bytesPerRow(), codec_->width, codec_->height, planes);
-    image.reset(); // back to the capture pool before the encoder's slow part
+AVFrame* VideoEncoderHevc::makePicture() const {
+    AVFrame* picture = av_frame_alloc();
+    if (!picture) return nullptr;
+    picture->format = AV_PIX_FMT_YUV420P;
+    picture->width = codec_->width;
+    picture->height = codec_->height;
+    // The memory is only reserved here; its pages are touched when a frame
+    // first lands in it, so an idle queue costs nothing.
+    if (av_frame_get_buffer(picture, 64) < 0) av_frame_free(&picture);
+    return picture;
+}
 
-    frame_->pts = pts;
+bool VideoEncoderHevc::convert(const CVPixelBuffer& image, AVFrame* picture) const {
+    if (image.width() != sourceWidth_ || image.height() != sourceHeight_) return false;
+    // An encoder that still held the last picture's memory gets to keep it.
+    if (av_frame_make_writable(picture) < 0) return false;
+    const YuvPlanes planes{picture->data[0], picture->linesize[0], picture->data[1],
+                           picture->linesize[1], picture->data[2], picture->linesize[2]};
+    convertBgraToI420Bt709(image.baseAddress(), image.bytesPerRow(), picture->width, picture->height, planes);
+    return true;
+}
+
+bool VideoEncoderHevc::encode(AVFrame* picture, int64_t pts, const PacketSink& sink) {
+    picture->pts = pts;
     // x265 counts its key interval in frames, but frames come when the screen
     // changes: force one by the clock as well.
     const bool forceKey = !haveKey_ || pts - lastKeyPts_ >= keyIntervalTicks_;
-    frame_->pict_type = forceKey ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
+    picture->pict_type = forceKey ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
     if (forceKey) {
         lastKeyPts_ = pts;
         haveKey_ = true;
     }
-    AVFrame* input = frame_;
+    AVFrame* input = picture;
     if (hwFrames_) {
         av_frame_unref(hwFrame_);
         if (av_hwframe_get_buffer(hwFrames_, hwFrame_, 0) < 0 ||
-            av_hwframe_transfer_data(hwFrame_, frame_, 0) < 0)
+            av_hwframe_transfer_data(hwFrame_, picture, 0) < 0)
             return false;
-        hwFrame_->pts = frame_->pts;
-        hwFrame_->pict_type = frame_->pict_type;
+        hwFrame_->pts = picture->pts;
+        hwFrame_->pict_type = picture->pict_type;
         input = hwFrame_;
     }
     if (avcodec_send_frame(codec_, input) < 0) return false;

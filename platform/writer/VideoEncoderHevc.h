@@ -1,8 +1,10 @@
 #pragma once
 // HEVC for the recorder's video track: a hardware encoder when one opens
-// (VAAPI, then NVENC), else libx265. Takes BGRA pixel buffers, converts them
-// to 4:2:0 BT.709 into frames it reuses, and forces a key frame whenever the
-// given interval of presentation time has passed since the last one.
+// (VAAPI, then NVENC), else libx265. BGRA pixel buffers are converted to
+// 4:2:0 BT.709 pictures first (on the caller's thread, into pictures the
+// caller keeps: a queued picture costs 12 bits a pixel instead of 32), then
+// encoded; a key frame is forced whenever the given interval of presentation
+// time has passed since the last one.
 
 #include "platform/writer/AssetWriter.h"
 
@@ -37,10 +39,17 @@ public:
     const std::string& name() const { return name_; }
     const AVCodecContext* context() const { return codec_; }
 
-    /// Converts `image` (then lets it go) and encodes it at `pts`, which must
-    /// grow from call to call. False when the encoder failed (the frame is
-    /// lost) or the sink refused a packet.
-    bool encode(CVPixelBufferRef image, int64_t pts, const PacketSink& sink);
+    /// A 4:2:0 picture of the encoded size, for the queue in front of the
+    /// encoder; the caller frees it with av_frame_free. Null without memory.
+    AVFrame* makePicture() const;
+    /// Converts `image` into `picture` (one of makePicture's). False when the
+    /// image is not of the size the encoder was opened for. Any thread: it
+    /// reads nothing that encoding changes.
+    bool convert(const CVPixelBuffer& image, AVFrame* picture) const;
+    /// Encodes a converted picture at `pts`, which must grow from call to
+    /// call; the picture may be converted into again once this returns.
+    /// False when the encoder failed (the frame is lost) or the sink refused a packet.
+    bool encode(AVFrame* picture, int64_t pts, const PacketSink& sink);
     /// Drains what the encoder still holds.
     bool flush(const PacketSink& sink);
 
@@ -51,7 +60,6 @@ private:
     std::string name_;
     AVCodecContext* codec_ = nullptr;
     AVBufferRef* hwFrames_ = nullptr;
-    AVFrame* frame_ = nullptr;
     AVFrame* hwFrame_ = nullptr;
     AVPacket* packet_ = nullptr;
     int sourceWidth_ = 0;

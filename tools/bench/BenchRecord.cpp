@@ -3,9 +3,13 @@
 // the same time. Run it on an X display with a sound server, e.g. under
 // scripts/with-test-services.sh. It paints a moving, repainting window and
 // plays a tone while each recorder runs, then prints frames per second,
-// drops, CPU and peak memory of each, and the ratio of ours to ffmpeg's.
+// drops, CPU and peak memory of each, and the ratio of ours to ffmpeg's,
+// and for each of our files the longest gap between frames in its first half
+// second (where the encoders start). --size WxH records a monitor of that
+// size at the top left of the screen (added with xrandr --setmonitor).
 #include <xcb/xcb.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <csignal>
@@ -113,6 +117,26 @@ int countFrames(const fs::path& file) {
     }
 }
 
+/// The longest step between frame times within the first half second of the
+/// file, counted from 0 (the file's start), in seconds.
+double holeAtStart(const fs::path& file) {
+    const auto run = runToEnd({"ffprobe", "-v", "error", "-select_streams", "v:0", "-show_entries",
+                               "packet=pts_time", "-of", "csv=p=0", file.string()},
+                              file.parent_path());
+    std::vector<double> times;
+    std::istringstream lines(run.out);
+    for (std::string line; std::getline(lines, line);)
+        if (!line.empty()) times.push_back(std::stod(line));
+    std::sort(times.begin(), times.end());
+    double previous = 0, hole = 0;
+    for (const double t : times) {
+        if (previous >= 0.5) break;
+        hole = std::max(hole, t - previous);
+        previous = t;
+    }
+    return hole;
+}
+
 fs::path selfDirectory() {
     return fs::read_symlink("/proc/self/exe").parent_path();
 }
@@ -120,7 +144,20 @@ fs::path selfDirectory() {
 } // namespace
 
 int main(int argc, char** argv) {
-    const bool full = argc > 1 && std::strcmp(argv[1], "--full") == 0;
+    bool full = false;
+    int width = 1920, height = 1080;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--full") == 0)
+            full = true;
+        else if (std::strcmp(argv[i], "--size") == 0 && i + 1 < argc &&
+                 std::sscanf(argv[i + 1], "%dx%d", &width, &height) == 2)
+            ++i;
+        else {
+            std::cerr << "usage: vantrel-bench-record [--full] [--size WxH]\n";
+            return 2;
+        }
+    }
+    const bool monitor = width != 1920 || height != 1080;
     const char* display = std::getenv("DISPLAY");
     if (!display) {
         std::cerr << "vantrel-bench-record: needs an X display; run it under scripts/with-test-services.sh\n";
@@ -144,16 +181,22 @@ int main(int argc, char** argv) {
     std::vector<std::string> ours = {(selfDirectory() / "vantrel-record").string(), "--seconds",
                                      std::to_string(kSeconds), "--out", (work / "ours").string()};
     if (full) ours.push_back("--full");
+    if (monitor) {
+        const std::string geometry = std::to_string(width) + "/0x" + std::to_string(height) + "/0+0+0";
+        runToEnd({"xrandr", "--setmonitor", "bench-record", geometry, "none"}, work);
+        ours.insert(ours.end(), {"--display", "bench-record"});
+    }
     const Run ourRun = runToEnd(ours, work);
 
     const fs::path theirs = work / "ffmpeg.mp4";
     const Run ffmpegRun = runToEnd({"ffmpeg", "-v", "info", "-nostdin", "-y", "-f", "x11grab", "-framerate", "60",
-                                    "-video_size", "1920x1080", "-i", display, "-t", std::to_string(kSeconds),
+                                    "-video_size", std::to_string(width) + "x" + std::to_string(height), "-i", display, "-t", std::to_string(kSeconds),
                                     // Every grabbed picture once: no repeats to keep a constant rate.
                                     "-vsync", "passthrough", "-c:v",
                                     "libx265", "-preset", "ultrafast", "-x265-params", "log-level=error",
                                     theirs.string()},
                                    work);
+    if (monitor) runToEnd({"xrandr", "--delmonitor", "bench-record"}, work);
     kill(painter, SIGKILL);
     kill(tone, SIGKILL);
     waitpid(painter, nullptr, 0);
@@ -162,10 +205,13 @@ int main(int argc, char** argv) {
     // Ours: the files on standard output, then "frames=N dropped=M" for each.
     std::istringstream lines(ourRun.out);
     std::vector<std::pair<long, long>> counts;
+    std::vector<double> holes;
     for (std::string line; std::getline(lines, line);) {
         long frames = 0, dropped = 0;
         if (std::sscanf(line.c_str(), "frames=%ld dropped=%ld", &frames, &dropped) == 2)
             counts.emplace_back(frames, dropped);
+        else if (line.size() > 4 && line.ends_with(".mp4"))
+            holes.push_back(holeAtStart(line));
     }
     if (counts.empty()) {
         std::cerr << "vantrel-bench-record: vantrel-record wrote nothing:\n" << ourRun.err;
@@ -181,9 +227,12 @@ int main(int argc, char** argv) {
 
     const double ourFps = double(counts[0].first) / kSeconds;
     const double ffmpegFps = double(ffmpegFrames) / kSeconds;
-    std::printf("ours zoomed: %.1f fps, %ld dropped\n", ourFps, counts[0].second);
+    holes.resize(counts.size(), 0.0);
+    std::printf("ours zoomed: %.1f fps, %ld dropped, hole at start %.0f ms\n", ourFps, counts[0].second,
+                holes[0] * 1000);
     if (counts.size() > 1)
-        std::printf("ours full:   %.1f fps, %ld dropped\n", double(counts[1].first) / kSeconds, counts[1].second);
+        std::printf("ours full:   %.1f fps, %ld dropped, hole at start %.0f ms\n",
+                    double(counts[1].first) / kSeconds, counts[1].second, holes[1] * 1000);
     std::printf("ours: cpu %.1f s over %.1f s, peak rss %ld MB, files closed %ld ms after stop\n", ourRun.cpuSeconds,
                 ourRun.wallSeconds, ourRun.peakRssMb, closedMs);
     std::printf("ffmpeg x11grab libx265 ultrafast: %.1f fps, %ld dropped, cpu %.1f s over %.1f s, peak rss %ld MB\n",
