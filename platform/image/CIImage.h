@@ -59,6 +59,9 @@ public:
 
     bool isEmpty() const { return node_ == nullptr; }
     CGRect extent() const;
+    /// The buffer this image was made of by fromPixelBuffer; null for any
+    /// other image. Whoever holds it keeps its pixels from being reused.
+    CVPixelBufferRef pixelBuffer() const;
 
     /// Limited to the intersection with `rect`; coordinates stay.
     CIImage croppedTo(const CGRect& rect) const;
