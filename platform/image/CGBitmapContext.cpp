@@ -4,6 +4,7 @@
 #include "platform/image/BitmapMemory.h"
 #include "platform/image/CGContextCairo.h"
 
+#include <algorithm>
 #include <atomic>
 #include <bit>
 #include <cmath>
@@ -246,8 +247,9 @@ DeviceBox deviceBoxOf(const CGContext::State& state, const CGRect& rect, int mar
             bound(std::ceil(rect.maxX())) + margin, bound(std::ceil(state.height - rect.minY())) + margin};
 }
 
-void paintShape(CGContext::State& state, const CGColor& color, const DeviceBox& ink,
+void paintShape(CGContext::State& state, const CGColor& ownColor, const DeviceBox& ink,
                 const std::function<void(cairo_t*)>& draw) {
+    const CGColor color = ownColor.withAlphaComponent(ownColor.alpha * state.alpha);
     if (color.alpha <= 0 || ink.isEmpty()) return;
     if (!prepareToDraw(state)) return;
     if (shadowIsOn(state)) paintShadow(state, color.alpha, ink, draw);
@@ -281,6 +283,35 @@ CGImageRef CGBitmapContextCreateImage(CGContext& context) {
     cairo_surface_flush(state.surface);
     state.pixelsHandedOut = true;
     return std::make_shared<const CGImage>(state.pixels);
+}
+
+void CGContextSetAlpha(CGContext& context, CGFloat alpha) {
+    context.state().alpha = std::clamp(finiteOrZero(alpha), 0.0, 1.0);
+}
+
+void CGContextDrawImage(CGContext& context, const CGRect& rect, const CGImageRef& image) {
+    CGContext::State& state = context.state();
+    if (!image || rect.isEmpty() || !(state.alpha > 0)) return;
+    const DeviceBox ink = cg_cairo::deviceBoxOf(state, rect, 1).intersection(boundsOf(state));
+    if (ink.isEmpty() || !prepareToDraw(state)) return;
+    const CVPixelBuffer& pixels = image->pixels();
+    // Cairo only reads a source surface.
+    cairo_surface_t* source = cairo_image_surface_create_for_data(
+        const_cast<uint8_t*>(pixels.baseAddress()), CAIRO_FORMAT_ARGB32, pixels.width(), pixels.height(),
+        static_cast<int>(pixels.bytesPerRow()));
+    if (cairo_surface_status(source) == CAIRO_STATUS_SUCCESS) {
+        markDrawn(state, ink);
+        cairo_t* cr = state.cr;
+        cairo_save(cr);
+        // The image's top row goes to the top of `rect`, in device space (y down).
+        cairo_identity_matrix(cr);
+        cairo_translate(cr, rect.minX(), state.height - rect.maxY());
+        cairo_scale(cr, rect.width() / pixels.width(), rect.height() / pixels.height());
+        cairo_set_source_surface(cr, source, 0, 0);
+        cairo_paint_with_alpha(cr, state.alpha);
+        cairo_restore(cr);
+    }
+    cairo_surface_destroy(source);
 }
 
 void CGContextClearRect(CGContext& context, const CGRect& rect) {

@@ -29,6 +29,8 @@ struct CGContext::State {
     CGColor fillColor{0, 0, 0, 1};
     CGColor strokeColor{0, 0, 0, 1};
     CGFloat lineWidth = 1;
+    /// The share of its alpha at which everything is laid down.
+    CGFloat alpha = 1;
     bool allowsAntialiasing = true;
     bool shouldAntialias = true;
     CGSize shadowOffset;
