@@ -2,7 +2,6 @@
 // Inside of a bitmap context, for the platform files that draw into one
 // (shapes, text). Not for the logic: Cairo stays behind the platform.
 
-#include "platform/image/AlphaBlur.h"
 #include "platform/image/BitmapMemory.h"
 #include "platform/image/CGBitmapContext.h"
 #include "platform/core/PixelBuffer.h"
@@ -10,7 +9,6 @@
 #include <cairo.h>
 #include <functional>
 #include <optional>
-#include <vector>
 
 namespace vantrel {
 
@@ -37,10 +35,6 @@ struct CGContext::State {
     CGFloat shadowBlur = 0;
     std::optional<CGColor> shadowColor;
     CGPath currentPath;
-
-    // Working memory of shadows, kept so that repeated shadows do not allocate.
-    std::vector<uint8_t> shadowPlane;
-    alpha_blur::BlurScratch blurScratch;
 
     State() = default;
     State(const State&) = delete;
