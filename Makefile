@@ -45,6 +45,7 @@ test: deps $(TEST_DIR)/build.ninja
 bench: deps
 	@$(MAKE) --no-print-directory build
 	$(BUILD_DIR)/bin/vantrel-bench-engine --size 1920x1080
+	$(BUILD_DIR)/bin/vantrel-bench-engine --size 1920x1080 --overlays all
 	$(BUILD_DIR)/bin/vantrel-bench-engine --size 3840x2160
 	bash scripts/with-test-services.sh $(BUILD_DIR)/bin/vantrel-bench-record
 	bash scripts/with-test-services.sh $(BUILD_DIR)/bin/vantrel-bench-record --full

@@ -4,6 +4,7 @@
 #include "platform/image/CGBitmapContext.h"
 
 #include <algorithm>
+#include <functional>
 
 namespace vantrel {
 
@@ -55,63 +56,90 @@ NSAttributedString KeystrokeOverlay::pillText(const std::string& text, CGFloat f
                                      NSColor::whiteColor().withAlphaComponent(fade), paragraph});
 }
 
-std::optional<CIImage> KeystrokeOverlay::drawPill(const std::string& text, double lastKeystrokeTime) const {
-    const CGFloat w = targetOutputSize_.width, h = targetOutputSize_.height;
+std::optional<CIImage> KeystrokeOverlay::drawPill(const std::string& text, double lastKeystrokeTime) {
     // The clock is read again here: the fade is that of the moment of drawing.
     const double elapsed = clock_->now() - lastKeystrokeTime;
     const CGFloat fade =
         elapsed < holdSeconds ? 1.0 : std::max(0.0, 1 - (elapsed - holdSeconds) / fadeSeconds);
     if (!(fade > 0)) return std::nullopt;
+    const PillParts* parts = pillParts(text);
+    if (!parts) return std::nullopt;
 
-    const NSAttributedString label = pillText(text, fade);
-    // The fade changes the colour only: the text is measured once per text.
-    if (measuredText_ != text) {
-        measuredSize_ = label.size();
-        measuredText_ = text;
-    }
-    const CGSize textSize = measuredSize_;
-    const CGFloat f = h * fontShareOfHeight;
-    const CGFloat padding = f * paddingInFonts;
-    const CGFloat radius = f * cornerRadiusInFonts;
-    // A text wider than the frame makes a pill wider than the frame, cut on both sides.
-    const CGRect pillRect((w - (textSize.width + 2 * padding)) * 0.5, h * bottomShareOfHeight,
-                          textSize.width + 2 * padding, textSize.height + 2 * padding);
-    // All ink lies within the pill and half the outline around it. The bitmap
-    // covers that (within the frame) and no more: drawing, clearing and
-    // composing it cost what the pill covers, not the frame. It sits on whole
-    // pixels of the frame, so every pixel is the one a frame-sized bitmap gets.
-    const CGRect inked = pillRect.insetBy(-outlineWidth / 2, -outlineWidth / 2).integral().intersection(
-        CGRect(0, 0, w, h));
-    if (inked.isEmpty()) return std::nullopt;
+    // The fade changes the alpha of each part alone: laying the three parts
+    // down at the fade's alpha gives, up to rounding, the pill drawn in faded
+    // colours, at the cost of three copies instead of paths and text.
+    const CGRect& inked = parts->inked;
     auto context = CGBitmapContextCreate(static_cast<int>(inked.width()), static_cast<int>(inked.height()));
     if (!context) return std::nullopt;
     CGContext& cg = *context;
-    CGContextClearRect(cg, CGRect(0, 0, inked.width(), inked.height()));
-    CGContextSetAllowsAntialiasing(cg, true);
-    CGContextSetShouldAntialias(cg, true);
-
-    const CGRect local(pillRect.minX() - inked.minX(), pillRect.minY() - inked.minY(), pillRect.width(),
-                       pillRect.height());
-    const CGPath path = CGPathCreateWithRoundedRect(local, radius, radius);
-    CGContextAddPath(cg, path);
-    CGContextSetFillColorWithColor(cg, NSColor::blackColor().withAlphaComponent(fade * fillAlpha));
-    CGContextFillPath(cg);
-    CGContextAddPath(cg, path);
-    CGContextSetStrokeColorWithColor(cg, NSColor::whiteColor().withAlphaComponent(fade * outlineAlpha));
-    CGContextSetLineWidth(cg, outlineWidth);
-    CGContextStrokePath(cg);
-
-    label.drawInRect(cg, CGRect(local.minX() + (local.width() - textSize.width) * 0.5,
-                                local.minY() + (local.height() - textSize.height) * 0.5, textSize.width,
-                                textSize.height));
-
+    const CGRect whole(0, 0, inked.width(), inked.height());
+    CGContextClearRect(cg, whole);
+    CGContextSetAlpha(cg, fade);
+    for (const CGImageRef& part : {parts->fill, parts->outline, parts->label})
+        CGContextDrawImage(cg, whole, part);
     const auto bitmap = CGBitmapContextCreateImage(cg);
     if (!bitmap) return std::nullopt;
     return CIImage::fromCGImage(bitmap).transformedBy(
         CGAffineTransform::makeTranslation(inked.minX(), inked.minY()));
 }
 
+const KeystrokeOverlay::PillParts* KeystrokeOverlay::pillParts(const std::string& text) {
+    if (parts_ && parts_->text == text) return &*parts_;
+    parts_.reset();
+    const CGFloat w = targetOutputSize_.width, h = targetOutputSize_.height;
+    const NSAttributedString label = pillText(text, 1.0);
+    const CGSize textSize = label.size();
+    const CGFloat f = h * fontShareOfHeight;
+    const CGFloat padding = f * paddingInFonts;
+    const CGFloat radius = f * cornerRadiusInFonts;
+    // A text wider than the frame makes a pill wider than the frame, cut on both sides.
+    const CGRect pillRect((w - (textSize.width + 2 * padding)) * 0.5, h * bottomShareOfHeight,
+                          textSize.width + 2 * padding, textSize.height + 2 * padding);
+    // All ink lies within the pill and half the outline around it. The bitmaps
+    // cover that (within the frame) and no more: drawing, clearing and
+    // composing them cost what the pill covers, not the frame. They sit on
+    // whole pixels of the frame, so every pixel is the one a frame-sized bitmap gets.
+    const CGRect inked = pillRect.insetBy(-outlineWidth / 2, -outlineWidth / 2).integral().intersection(
+        CGRect(0, 0, w, h));
+    if (inked.isEmpty()) return nullptr;
+    const CGRect local(pillRect.minX() - inked.minX(), pillRect.minY() - inked.minY(), pillRect.width(),
+                       pillRect.height());
+    const CGPath path = CGPathCreateWithRoundedRect(local, radius, radius);
+
+    // Each part is drawn into a bitmap of its own by `draw`.
+    auto part = [&](const std::function<void(CGContext&)>& draw) -> CGImageRef {
+        auto context = CGBitmapContextCreate(static_cast<int>(inked.width()), static_cast<int>(inked.height()));
+        if (!context) return nullptr;
+        CGContextClearRect(*context, CGRect(0, 0, inked.width(), inked.height()));
+        CGContextSetAllowsAntialiasing(*context, true);
+        CGContextSetShouldAntialias(*context, true);
+        draw(*context);
+        return CGBitmapContextCreateImage(*context);
+    };
+    PillParts drawn{text, inked, nullptr, nullptr, nullptr};
+    drawn.fill = part([&](CGContext& cg) {
+        CGContextAddPath(cg, path);
+        CGContextSetFillColorWithColor(cg, NSColor::blackColor().withAlphaComponent(fillAlpha));
+        CGContextFillPath(cg);
+    });
+    drawn.outline = part([&](CGContext& cg) {
+        CGContextAddPath(cg, path);
+        CGContextSetStrokeColorWithColor(cg, NSColor::whiteColor().withAlphaComponent(outlineAlpha));
+        CGContextSetLineWidth(cg, outlineWidth);
+        CGContextStrokePath(cg);
+    });
+    drawn.label = part([&](CGContext& cg) {
+        label.drawInRect(cg, CGRect(local.minX() + (local.width() - textSize.width) * 0.5,
+                                    local.minY() + (local.height() - textSize.height) * 0.5, textSize.width,
+                                    textSize.height));
+    });
+    if (!drawn.fill || !drawn.outline || !drawn.label) return nullptr;
+    parts_ = std::move(drawn);
+    return &*parts_;
+}
+
 void KeystrokeOverlay::cleanup() {
+    parts_.reset();
     overlayCacheLock.withLock([](OverlayCacheState& cache) {
         cache.cachedOverlayKeys.clear();
         cache.cachedOverlayImage.reset();

@@ -3,7 +3,8 @@
 // the output frame. Works in output space, after the crop, so the pill keeps
 // its place and size whatever the camera does. It holds at full strength for
 // a while after the press, then fades out; one drawing serves every frame of
-// the hold, while the fade draws a new one on each frame.
+// the hold, while the fade draws a new one on each frame (from the pill's
+// parts, drawn once per text).
 
 #include "FrameInputs.h"
 #include "platform/image/AttributedText.h"
@@ -59,17 +60,27 @@ public:
     const double fadeSeconds = 1.0;
 
 private:
+    /// The parts of the pill for one text at full strength, each in a bitmap
+    /// of the inked rectangle (output space): the fill, the outline, the text.
+    struct PillParts {
+        std::string text;
+        CGRect inked;
+        CGImageRef fill, outline, label;
+    };
+
     /// A fresh drawing of the pill for `text`, faded as at this moment;
     /// absent when it has faded out or no bitmap can be had.
-    std::optional<CIImage> drawPill(const std::string& text, double lastKeystrokeTime) const;
+    std::optional<CIImage> drawPill(const std::string& text, double lastKeystrokeTime);
+    /// The parts for `text`, drawn when the text differs from the last one;
+    /// null when nothing of the pill lies on the frame or no bitmap can be had.
+    const PillParts* pillParts(const std::string& text);
 
     const CGSize targetOutputSize_;
     std::shared_ptr<CIFilter> sourceOverCompositingFilter_;
     std::shared_ptr<const WallClock> clock_;
     OSAllocatedUnfairLock<OverlayCacheState> overlayCacheLock;
-    // The last text measured and its size; touched by drawPill alone, on the frame queue.
-    mutable std::string measuredText_;
-    mutable CGSize measuredSize_;
+    // The parts of the last text drawn; touched by drawPill alone, on the frame queue.
+    std::optional<PillParts> parts_;
 };
 
 } // namespace vantrel

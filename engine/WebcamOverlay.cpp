@@ -36,6 +36,39 @@ CGRect WebcamOverlay::pictureRect(const CGRect& frameExtent, WebcamPosition posi
 
 CIImage WebcamOverlay::applyWebcam(const CIImage& image, const CIImage& cameraFrame,
                                    const AppSettingsSnapshot& settings) {
+    const auto picture = keptPictureOnShadow(cameraFrame);
+    if (!picture) return image;
+    const CGPoint at = pictureRect(cameraFrame.extent(), settings.webcamPosition).origin;
+    return picture->transformedBy(CGAffineTransform::makeTranslation(at.x, at.y)).compositedOver(image);
+}
+
+std::optional<CIImage> WebcamOverlay::keptPictureOnShadow(const CIImage& cameraFrame) {
+    // The camera delivers a picture for every other frame of the screen or
+    // fewer: each picture is scaled, rounded and laid on its shadow once, and
+    // the pixels serve every frame it is shown on. The recorder wraps the
+    // camera's buffer anew for each frame, so the buffer is the key.
+    const CVPixelBufferRef pixels = cameraFrame.pixelBuffer();
+    const std::shared_ptr<const void> source =
+        pixels ? std::shared_ptr<const void>(pixels) : std::shared_ptr<const void>(cameraFrame.node());
+    if (cachedPicture_ && cachedPictureSource_ == source) return cachedPicture_;
+    forgetPicture(); // its buffer goes back to the pool, for this picture
+
+    const auto drawn = pictureOnShadow(cameraFrame);
+    if (!drawn) return std::nullopt;
+    const CGRect bounds = drawn->extent();
+    const int width = static_cast<int>(bounds.width()), height = static_cast<int>(bounds.height());
+    if (!picturePool_ || picturePool_->attributes().width != width || picturePool_->attributes().height != height)
+        picturePool_ = CVPixelBufferPoolCreate({1, kCVPixelFormatType_32BGRA, width, height});
+    const CVPixelBufferRef buffer = CVPixelBufferPoolCreatePixelBuffer(picturePool_);
+    if (!buffer) return drawn; // drawn straight into this frame instead
+    pictureContext_.render(*drawn, *buffer, bounds);
+    cachedPicture_ = CIImage::fromPixelBuffer(buffer).transformedBy(
+        CGAffineTransform::makeTranslation(bounds.minX(), bounds.minY()));
+    cachedPictureSource_ = source;
+    return cachedPicture_;
+}
+
+std::optional<CIImage> WebcamOverlay::pictureOnShadow(const CIImage& cameraFrame) {
     const CGRect extent = cameraFrame.extent();
     const CGSize picture = pictureSize(extent);
     const CGFloat fw = std::max(extent.size.width, kSmallestDivisor);
@@ -47,21 +80,18 @@ CIImage WebcamOverlay::applyWebcam(const CIImage& image, const CIImage& cameraFr
             .transformedBy(CGAffineTransform::makeScale(picture.width / fw, picture.height / fh))
             .croppedTo(pictureBounds);
     const CIImage mask = roundedMask(picture);
-    if (!blendWithMaskFilter_) return image;
+    if (!blendWithMaskFilter_) return std::nullopt;
 
     const CIImage clear = CIImage::fromColor(CIColor::clearColor()).croppedTo(pictureBounds);
     blendWithMaskFilter_->setValue(scaled, kCIInputImageKey);
     blendWithMaskFilter_->setValue(clear, kCIInputBackgroundImageKey);
     blendWithMaskFilter_->setValue(mask, kCIInputMaskImageKey);
     const auto rounded = blendWithMaskFilter_->outputImage();
-    if (!rounded) return image;
+    if (!rounded) return std::nullopt;
 
     const auto shadow = shadowImage(mask, rounded->extent());
-    if (!shadow) return image;
-
-    const CGPoint at = pictureRect(extent, settings.webcamPosition).origin;
-    const auto place = CGAffineTransform::makeTranslation(at.x, at.y);
-    return rounded->transformedBy(place).compositedOver(shadow->transformedBy(place).compositedOver(image));
+    if (!shadow) return std::nullopt;
+    return rounded->compositedOver(*shadow);
 }
 
 std::optional<CIImage> WebcamOverlay::shadowImage(const CIImage& mask, const CGRect& roundedExtent) {
@@ -84,7 +114,7 @@ std::optional<CIImage> WebcamOverlay::shadowImage(const CIImage& mask, const CGR
             .croppedTo(roundedExtent.insetBy(-shadowMargin, -shadowMargin))
             .transformedBy(CGAffineTransform::makeTranslation(shadowOffset.x, shadowOffset.y));
     const CGRect bounds = shadow.extent();
-    const auto pixels = CIContext().createPixelBuffer(shadow, bounds);
+    const auto pixels = pictureContext_.createPixelBuffer(shadow, bounds);
     if (!pixels) return shadow;
     cachedShadow_ = CIImage::fromPixelBuffer(pixels).transformedBy(
         CGAffineTransform::makeTranslation(bounds.minX(), bounds.minY()));

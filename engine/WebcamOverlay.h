@@ -4,8 +4,10 @@
 // neither the zoom nor the camera's motion touch it.
 
 #include "FrameInputs.h"
+#include "platform/image/CIContext.h"
 #include "platform/image/CIFilter.h"
 #include "platform/image/CIImage.h"
+#include "platform/core/PixelBuffer.h"
 
 #include <memory>
 
@@ -24,10 +26,12 @@ public:
     /// plain white square when no bitmap can be had (not kept, tried again).
     CIImage roundedMask(CGSize size);
 
-    /// Drops the mask and the shadow (a new one of each is made when needed).
+    /// Drops the mask, the shadow and the last picture made (each is made anew when needed).
     void cleanup() {
         cachedRoundedMask_.reset();
         cachedShadow_.reset();
+        forgetPicture();
+        picturePool_.reset();
     }
 
     /// Where the picture lands for a camera picture of `frameExtent`.
@@ -44,6 +48,15 @@ public:
 
 private:
     CGSize pictureSize(const CGRect& frameExtent) const;
+    /// The rounded picture on its shadow, placed at the origin; absent when
+    /// a filter is missing.
+    std::optional<CIImage> pictureOnShadow(const CIImage& cameraFrame);
+    /// The same, in pixels: made once per camera picture.
+    std::optional<CIImage> keptPictureOnShadow(const CIImage& cameraFrame);
+    void forgetPicture() {
+        cachedPicture_.reset();
+        cachedPictureSource_.reset();
+    }
     /// The blurred shadow of the rounded picture of `roundedExtent`, made once per size.
     std::optional<CIImage> shadowImage(const CIImage& mask, const CGRect& roundedExtent);
 
@@ -54,6 +67,12 @@ private:
     std::optional<CIImage> cachedShadow_;
     CGRect cachedShadowExtent_;
     std::shared_ptr<const image_recipe::Node> cachedShadowMask_; // the mask it was made with
+    // The last camera picture rounded on its shadow, and that picture (held,
+    // so that its pixels cannot be reused for another while it is the key).
+    std::optional<CIImage> cachedPicture_;
+    std::shared_ptr<const void> cachedPictureSource_;
+    CVPixelBufferPoolRef picturePool_;
+    CIContext pictureContext_;
 };
 
 } // namespace vantrel

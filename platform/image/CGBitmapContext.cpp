@@ -4,6 +4,7 @@
 #include "platform/image/BitmapMemory.h"
 #include "platform/image/CGContextCairo.h"
 
+#include <algorithm>
 #include <atomic>
 #include <bit>
 #include <cmath>
@@ -129,58 +130,156 @@ CGRect drawableArea(const CGContext::State& state) {
     return CGRect(0, 0, state.width, state.height).insetBy(-spread, -spread);
 }
 
-// Renders the shape's alpha into a plane of its own, offset and blurred,
-// and lays it in the shadow colour under where the shape goes.
-void paintShadow(CGContext::State& state, double shapeAlpha, const cg_cairo::DeviceBox& ink,
-                 const std::function<void(cairo_t*)>& draw) {
-    const double sigma = state.shadowBlur / 2;
-    const int reach = alpha_blur::reachPixels(sigma);
-    const double dx = std::clamp(state.shadowOffset.width, -kFarOutside, kFarOutside);
-    const double dy = -std::clamp(state.shadowOffset.height, -kFarOutside, kFarOutside);
+// Working memory of shadows, kept per thread so that drawing a shadow
+// allocates nothing once a thread has drawn one as large.
+struct ShadowWork {
+    std::vector<uint8_t> coverage;
+    std::vector<uint8_t> plane;
+    alpha_blur::BlurScratch blur;
+};
+ShadowWork& shadowWork() {
+    thread_local ShadowWork work;
+    return work;
+}
 
-    // The moved ink, grown by the blur (and a pixel for a fractional offset),
-    // and of it only what can reach the bitmap.
-    const int margin = reach + 1;
-    const int x0 = std::max(ink.x0 + static_cast<int>(std::floor(dx)) - margin, -reach);
-    const int y0 = std::max(ink.y0 + static_cast<int>(std::floor(dy)) - margin, -reach);
-    const int x1 = std::min(ink.x1 + static_cast<int>(std::ceil(dx)) + margin, state.width + reach);
-    const int y1 = std::min(ink.y1 + static_cast<int>(std::ceil(dy)) + margin, state.height + reach);
-    if (x1 <= x0 || y1 <= y0) return;
-    markDrawn(state, {x0, y0, x1, y1});
-    const int width = x1 - x0;
-    const int height = y1 - y0;
-
+// An alpha plane over `box` (device pixels) in `bytes`, cleared; null if
+// Cairo cannot have it.
+cairo_surface_t* clearedPlane(std::vector<uint8_t>& bytes, const cg_cairo::DeviceBox& box) {
+    const int width = box.x1 - box.x0, height = box.y1 - box.y0;
     const int stride = cairo_format_stride_for_width(CAIRO_FORMAT_A8, width);
-    state.shadowPlane.assign(static_cast<size_t>(stride) * height, 0);
+    bytes.assign(static_cast<size_t>(stride) * height, 0);
     cairo_surface_t* plane =
-        cairo_image_surface_create_for_data(state.shadowPlane.data(), CAIRO_FORMAT_A8, width, height, stride);
-    if (cairo_surface_status(plane) != CAIRO_STATUS_SUCCESS) {
-        cairo_surface_destroy(plane);
-        return;
-    }
-    // The device offset moves the shape by the shadow offset into the plane,
-    // so that `draw` can use the same matrices as on the bitmap.
-    cairo_surface_set_device_offset(plane, dx - x0, dy - y0);
+        cairo_image_surface_create_for_data(bytes.data(), CAIRO_FORMAT_A8, width, height, stride);
+    if (cairo_surface_status(plane) == CAIRO_STATUS_SUCCESS) return plane;
+    cairo_surface_destroy(plane);
+    return nullptr;
+}
+
+// Renders the shape with `draw` in `alpha` into `plane`, whose pixel (0, 0)
+// is the device pixel `origin` moved back by the offset (dx, dy).
+void drawIntoPlane(const CGContext::State& state, cairo_surface_t* plane, double alpha, double dx, double dy,
+                   int originX, int originY, const std::function<void(cairo_t*)>& draw) {
+    // The device offset moves the shape into the plane, so that `draw` can
+    // use the same matrices as on the bitmap.
+    cairo_surface_set_device_offset(plane, dx - originX, dy - originY);
     cairo_t* cr = cairo_create(plane);
     const cairo_matrix_t matrix = yUpMatrix(state);
     cairo_set_matrix(cr, &matrix);
     cairo_set_antialias(cr, antialiasOf(state));
-    cairo_set_source_rgba(cr, 0, 0, 0, shapeAlpha);
+    cairo_set_source_rgba(cr, 0, 0, 0, alpha);
     draw(cr);
     cairo_destroy(cr);
     cairo_surface_flush(plane);
-
-    alpha_blur::blurPlane(state.shadowPlane.data(), stride, width, height, sigma, state.blurScratch);
-    cairo_surface_mark_dirty(plane);
     cairo_surface_set_device_offset(plane, 0, 0);
+}
 
+// Where the shadow of a shape with ink `ink` lies: the moved ink, grown by
+// the blur (and a pixel for a fractional offset), and of it only what can
+// reach the bitmap.
+cg_cairo::DeviceBox shadowBox(const CGContext::State& state, const cg_cairo::DeviceBox& ink, double dx,
+                              double dy) {
+    const int reach = alpha_blur::reachPixels(state.shadowBlur / 2);
+    const int margin = reach + 1;
+    const cg_cairo::DeviceBox box{std::max(ink.x0 + static_cast<int>(std::floor(dx)) - margin, -reach),
+                                  std::max(ink.y0 + static_cast<int>(std::floor(dy)) - margin, -reach),
+                                  std::min(ink.x1 + static_cast<int>(std::ceil(dx)) + margin, state.width + reach),
+                                  std::min(ink.y1 + static_cast<int>(std::ceil(dy)) + margin, state.height + reach)};
+    return box.isEmpty() ? cg_cairo::DeviceBox{} : box;
+}
+
+double shadowDx(const CGContext::State& state) {
+    return std::clamp(state.shadowOffset.width, -kFarOutside, kFarOutside);
+}
+double shadowDy(const CGContext::State& state) {
+    return -std::clamp(state.shadowOffset.height, -kFarOutside, kFarOutside);
+}
+
+// Blurs the shape's alpha in `plane` (over `box`) and lays it in the shadow
+// colour under where the shape goes.
+void layShadow(CGContext::State& state, cairo_surface_t* plane, const cg_cairo::DeviceBox& box) {
+    ShadowWork& work = shadowWork();
+    alpha_blur::blurPlane(work.plane.data(), cairo_image_surface_get_stride(plane), box.x1 - box.x0,
+                          box.y1 - box.y0, state.shadowBlur / 2, work.blur);
+    cairo_surface_mark_dirty(plane);
     const CGColor& color = *state.shadowColor;
     cairo_save(state.cr);
     cairo_identity_matrix(state.cr);
     cairo_set_source_rgba(state.cr, color.red, color.green, color.blue, color.alpha);
-    cairo_mask_surface(state.cr, plane, x0, y0);
+    cairo_mask_surface(state.cr, plane, box.x0, box.y0);
     cairo_restore(state.cr);
+}
+
+// The shadow of a shape drawn anew into a plane of its own, offset and blurred.
+void paintShadow(CGContext::State& state, double shapeAlpha, const cg_cairo::DeviceBox& ink,
+                 const std::function<void(cairo_t*)>& draw) {
+    const double dx = shadowDx(state), dy = shadowDy(state);
+    const cg_cairo::DeviceBox box = shadowBox(state, ink, dx, dy);
+    if (box.isEmpty()) return;
+    markDrawn(state, box);
+    cairo_surface_t* plane = clearedPlane(shadowWork().plane, box);
+    if (!plane) return;
+    drawIntoPlane(state, plane, shapeAlpha, dx, dy, box.x0, box.y0, draw);
+    layShadow(state, plane, box);
     cairo_surface_destroy(plane);
+}
+
+// x · y / 255, rounded, as Pixman composes alpha.
+uint8_t multiplyAlpha(unsigned x, unsigned y) {
+    const unsigned t = x * y + 128;
+    return static_cast<uint8_t>((t + (t >> 8)) >> 8);
+}
+
+// With a shadow moved by whole pixels, the shape is rasterised once: its
+// coverage makes the shadow (moved and in the shape's alpha, as Cairo would
+// draw it there) and then the shape itself through it as a mask, which is
+// pixel for pixel what drawing it gives. A shape with a glow costs one path
+// rasterisation instead of two. Returns false where that cannot be done.
+bool paintWithShadowFromCoverage(CGContext::State& state, const CGColor& color, const cg_cairo::DeviceBox& ink,
+                                 const std::function<void(cairo_t*)>& draw) {
+    const double dx = shadowDx(state), dy = shadowDy(state);
+    if (dx != std::floor(dx) || dy != std::floor(dy)) return false;
+    const int ox = static_cast<int>(dx), oy = static_cast<int>(dy);
+    // The coverage that shows: on the bitmap, or where its shadow reaches the bitmap.
+    const cg_cairo::DeviceBox shadow = shadowBox(state, ink, dx, dy);
+    const cg_cairo::DeviceBox shown = cg_cairo::DeviceBox{0, 0, state.width, state.height}.unionWith(
+        {shadow.x0 - ox, shadow.y0 - oy, shadow.x1 - ox, shadow.y1 - oy});
+    const cg_cairo::DeviceBox box = ink.intersection(shown);
+    if (box.isEmpty() || shadow.isEmpty()) return true;
+
+    ShadowWork& work = shadowWork();
+    cairo_surface_t* coverage = clearedPlane(work.coverage, box);
+    if (!coverage) return false;
+    drawIntoPlane(state, coverage, 1.0, 0, 0, box.x0, box.y0, draw);
+    cairo_surface_t* plane = clearedPlane(work.plane, shadow);
+    if (!plane) {
+        cairo_surface_destroy(coverage);
+        return false;
+    }
+    markDrawn(state, shadow);
+    // Cairo lays a colour down in 16 bits and composes it in the top 8.
+    const unsigned alpha = static_cast<unsigned>(color.alpha * 65535.0 + 0.5) >> 8;
+    const int coverageStride = cairo_image_surface_get_stride(coverage);
+    const int planeStride = cairo_image_surface_get_stride(plane);
+    const cg_cairo::DeviceBox moved =
+        cg_cairo::DeviceBox{box.x0 + ox, box.y0 + oy, box.x1 + ox, box.y1 + oy}.intersection(shadow);
+    for (int y = moved.y0; y < moved.y1; ++y) {
+        const uint8_t* from = work.coverage.data() + static_cast<size_t>(y - oy - box.y0) * coverageStride +
+                              (moved.x0 - ox - box.x0);
+        uint8_t* to = work.plane.data() + static_cast<size_t>(y - shadow.y0) * planeStride + (moved.x0 - shadow.x0);
+        for (int x = 0; x < moved.x1 - moved.x0; ++x)
+            to[x] = multiplyAlpha(from[x], alpha);
+    }
+    layShadow(state, plane, shadow);
+    cairo_surface_destroy(plane);
+
+    markDrawn(state, ink);
+    cairo_save(state.cr);
+    cairo_identity_matrix(state.cr);
+    cairo_set_source_rgba(state.cr, color.red, color.green, color.blue, color.alpha);
+    cairo_mask_surface(state.cr, coverage, box.x0, box.y0);
+    cairo_restore(state.cr);
+    cairo_surface_destroy(coverage);
+    return true;
 }
 
 cg_cairo::DeviceBox inkOfPath(CGContext::State& state, const CGPath& path, bool stroked) {
@@ -246,10 +345,12 @@ DeviceBox deviceBoxOf(const CGContext::State& state, const CGRect& rect, int mar
             bound(std::ceil(rect.maxX())) + margin, bound(std::ceil(state.height - rect.minY())) + margin};
 }
 
-void paintShape(CGContext::State& state, const CGColor& color, const DeviceBox& ink,
+void paintShape(CGContext::State& state, const CGColor& ownColor, const DeviceBox& ink,
                 const std::function<void(cairo_t*)>& draw) {
+    const CGColor color = ownColor.withAlphaComponent(ownColor.alpha * state.alpha);
     if (color.alpha <= 0 || ink.isEmpty()) return;
     if (!prepareToDraw(state)) return;
+    if (shadowIsOn(state) && paintWithShadowFromCoverage(state, color, ink, draw)) return;
     if (shadowIsOn(state)) paintShadow(state, color.alpha, ink, draw);
     markDrawn(state, ink);
 
@@ -280,7 +381,39 @@ CGImageRef CGBitmapContextCreateImage(CGContext& context) {
     CGContext::State& state = context.state();
     cairo_surface_flush(state.surface);
     state.pixelsHandedOut = true;
-    return std::make_shared<const CGImage>(state.pixels);
+    // What was never drawn on is clear: whoever draws the image may skip it.
+    const DeviceBox inked = state.drawn->intersection(boundsOf(state));
+    return std::make_shared<const CGImage>(
+        state.pixels, CGRect(inked.x0, state.height - inked.y1, inked.x1 - inked.x0, inked.y1 - inked.y0));
+}
+
+void CGContextSetAlpha(CGContext& context, CGFloat alpha) {
+    context.state().alpha = std::clamp(finiteOrZero(alpha), 0.0, 1.0);
+}
+
+void CGContextDrawImage(CGContext& context, const CGRect& rect, const CGImageRef& image) {
+    CGContext::State& state = context.state();
+    if (!image || rect.isEmpty() || !(state.alpha > 0)) return;
+    const DeviceBox ink = cg_cairo::deviceBoxOf(state, rect, 1).intersection(boundsOf(state));
+    if (ink.isEmpty() || !prepareToDraw(state)) return;
+    const CVPixelBuffer& pixels = image->pixels();
+    // Cairo only reads a source surface.
+    cairo_surface_t* source = cairo_image_surface_create_for_data(
+        const_cast<uint8_t*>(pixels.baseAddress()), CAIRO_FORMAT_ARGB32, pixels.width(), pixels.height(),
+        static_cast<int>(pixels.bytesPerRow()));
+    if (cairo_surface_status(source) == CAIRO_STATUS_SUCCESS) {
+        markDrawn(state, ink);
+        cairo_t* cr = state.cr;
+        cairo_save(cr);
+        // The image's top row goes to the top of `rect`, in device space (y down).
+        cairo_identity_matrix(cr);
+        cairo_translate(cr, rect.minX(), state.height - rect.maxY());
+        cairo_scale(cr, rect.width() / pixels.width(), rect.height() / pixels.height());
+        cairo_set_source_surface(cr, source, 0, 0);
+        cairo_paint_with_alpha(cr, state.alpha);
+        cairo_restore(cr);
+    }
+    cairo_surface_destroy(source);
 }
 
 void CGContextClearRect(CGContext& context, const CGRect& rect) {

@@ -51,6 +51,14 @@ CGContextRef CGBitmapContextCreate(int width, int height);
 /// Null only when memory runs out.
 CGImageRef CGBitmapContextCreateImage(CGContext& context);
 
+/// From now on fills, strokes, text and images are laid down at `alpha`
+/// times their own alpha (clamped to 0...1; 1 in a new context).
+void CGContextSetAlpha(CGContext& context, CGFloat alpha);
+
+/// Draws `image` (of another context) scaled into `rect`, at the context's
+/// alpha, over what is there. No shadow.
+void CGContextDrawImage(CGContext& context, const CGRect& rect, const CGImageRef& image);
+
 /// Makes `rect` transparent. No shadow.
 void CGContextClearRect(CGContext& context, const CGRect& rect);
 

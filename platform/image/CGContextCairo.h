@@ -2,7 +2,6 @@
 // Inside of a bitmap context, for the platform files that draw into one
 // (shapes, text). Not for the logic: Cairo stays behind the platform.
 
-#include "platform/image/AlphaBlur.h"
 #include "platform/image/BitmapMemory.h"
 #include "platform/image/CGBitmapContext.h"
 #include "platform/core/PixelBuffer.h"
@@ -10,7 +9,6 @@
 #include <cairo.h>
 #include <functional>
 #include <optional>
-#include <vector>
 
 namespace vantrel {
 
@@ -29,16 +27,14 @@ struct CGContext::State {
     CGColor fillColor{0, 0, 0, 1};
     CGColor strokeColor{0, 0, 0, 1};
     CGFloat lineWidth = 1;
+    /// The share of its alpha at which everything is laid down.
+    CGFloat alpha = 1;
     bool allowsAntialiasing = true;
     bool shouldAntialias = true;
     CGSize shadowOffset;
     CGFloat shadowBlur = 0;
     std::optional<CGColor> shadowColor;
     CGPath currentPath;
-
-    // Working memory of shadows, kept so that repeated shadows do not allocate.
-    std::vector<uint8_t> shadowPlane;
-    alpha_blur::BlurScratch blurScratch;
 
     State() = default;
     State(const State&) = delete;

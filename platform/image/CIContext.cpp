@@ -52,9 +52,6 @@ bool isEnlargement(const CGAffineTransform& t) {
 Surface surfaceOf(CVPixelBuffer& buffer) {
     return {buffer.baseAddress(), buffer.bytesPerRow(), buffer.width(), buffer.height()};
 }
-Surface surfaceOf(const CVPixelBuffer& buffer) {
-    return surfaceOf(const_cast<CVPixelBuffer&>(buffer));
-}
 
 // One leaf of a flattened recipe: a node that draws on its own, where it lands
 // (the transform from its space into the surface's pixels) and what it may touch.
@@ -148,7 +145,7 @@ private:
                 .intersection(clip);
         if (area.isEmpty()) return {};
         if (const auto* raster = std::get_if<Raster>(&layer.node->operation))
-            return drawRaster(*raster->pixels, layer.transform, surface, area, mode);
+            return drawRaster(*raster, layer.transform, surface, area, mode);
         if (const auto* color = std::get_if<Color>(&layer.node->operation)) {
             const auto premultiplied = pixel_ops::premultiply(color->color);
             if (mode == Mode::replace)
@@ -168,15 +165,21 @@ private:
         return area;
     }
 
-    PixelRect drawRaster(const CVPixelBuffer& pixels, const CGAffineTransform& t, const Surface& surface,
+    PixelRect drawRaster(const Raster& raster, const CGAffineTransform& t, const Surface& surface,
                          PixelRect area, Mode mode) {
         // Pictures are only ever moved and scaled up the right way; a mirror
         // has no meaning here.
         if (!(t.a > 0) || !(t.d > 0)) return {};
-        const Surface source = surfaceOf(pixels);
+        const Surface source = surfaceOf(*raster.pixels);
+        // A bitmap context's picture is clear beyond what was drawn on it (a
+        // small ripple in its large square): nothing needs doing there.
+        const CGRect inked = raster.keepAlive ? raster.keepAlive->inkedRect()
+                                              : CGRect(0, 0, source.width, source.height);
         if (t.a == 1 && t.d == 1 && isWhole(t.tx) && isWhole(t.ty)) {
             const int ox = static_cast<int>(std::lround(t.tx)), oy = static_cast<int>(std::lround(t.ty));
-            area = area.intersection({ox, oy, ox + source.width, oy + source.height});
+            area = area.intersection({ox, oy, ox + source.width, oy + source.height})
+                       .intersection(pixel_ops::pixelsCoveredBy(
+                           CGRect(inked.minX() + ox, inked.minY() + oy, inked.width(), inked.height())));
             if (mode == Mode::replace)
                 pixel_ops::copyRect(source, surface, ox, oy, area);
             else
@@ -186,7 +189,9 @@ private:
         // The whole source scaled lands on `placed`; only `area` of it is made.
         const PixelRect placed =
             pixel_ops::pixelsCoveredBy(t.apply(CGRect(0, 0, source.width, source.height)));
-        area = area.intersection(placed);
+        // Bilinear samples reach half a pixel beyond the inked pixels.
+        area = area.intersection(placed).intersection(
+            pixel_ops::pixelsCoveredBy(t.apply(inked.insetBy(-1, -1))));
         if (area.isEmpty()) return {};
         if (isEnlargement(t)) {
             // A zoomed picture lands where it is, fractions of a pixel included,

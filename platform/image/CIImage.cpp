@@ -37,6 +37,11 @@ CGRect CIImage::extent() const {
     return node_ ? node_->extent : CGRect::null();
 }
 
+CVPixelBufferRef CIImage::pixelBuffer() const {
+    const auto* raster = node_ ? std::get_if<Raster>(&node_->operation) : nullptr;
+    return raster && !raster->keepAlive ? raster->pixels : nullptr;
+}
+
 CIImage CIImage::croppedTo(const CGRect& rect) const {
     if (!node_) return {};
     const CGRect extent = node_->extent.intersection(rect);

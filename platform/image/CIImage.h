@@ -32,14 +32,20 @@ struct CIVector {
 /// An immutable bitmap, as a bitmap context hands it out: premultiplied BGRA.
 class CGImage {
 public:
-    explicit CGImage(CVPixelBufferRef pixels) : pixels_(std::move(pixels)) {}
+    explicit CGImage(CVPixelBufferRef pixels)
+        : CGImage(pixels, CGRect(0, 0, pixels->width(), pixels->height())) {}
+    /// `inked`: the part (in pixels, y up) outside which every pixel is clear.
+    CGImage(CVPixelBufferRef pixels, const CGRect& inked) : pixels_(std::move(pixels)), inked_(inked) {}
     int width() const { return pixels_->width(); }
     int height() const { return pixels_->height(); }
     const CVPixelBuffer& pixels() const { return *pixels_; }
     const CVPixelBufferRef& pixelBuffer() const { return pixels_; }
+    /// Drawing it need not touch pixels beyond this.
+    const CGRect& inkedRect() const { return inked_; }
 
 private:
     CVPixelBufferRef pixels_;
+    CGRect inked_;
 };
 using CGImageRef = std::shared_ptr<const CGImage>;
 
@@ -59,6 +65,9 @@ public:
 
     bool isEmpty() const { return node_ == nullptr; }
     CGRect extent() const;
+    /// The buffer this image was made of by fromPixelBuffer; null for any
+    /// other image. Whoever holds it keeps its pixels from being reused.
+    CVPixelBufferRef pixelBuffer() const;
 
     /// Limited to the intersection with `rect`; coordinates stay.
     CIImage croppedTo(const CGRect& rect) const;

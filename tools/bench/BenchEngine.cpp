@@ -22,11 +22,30 @@ constexpr int kMeasuredFrames = 600;
 constexpr int kFramesPerSecond = 60;
 constexpr double kWallStart = 1'800'000'000.0;
 
+// Which overlays are on: none, all, or one of them alone, to see what each costs.
+struct Overlays {
+    bool clicks = false;
+    bool keys = false;
+    bool label = false;
+    bool webcam = false;
+};
+
 struct BenchOptions {
     int width = 1920;
     int height = 1080;
-    bool overlays = false;
+    std::string_view overlayName = "none";
+    Overlays overlays;
 };
+
+Overlays overlaysNamed(std::string_view name) {
+    if (name == "none") return {};
+    if (name == "all") return {true, true, true, true};
+    if (name == "clicks") return {.clicks = true};
+    if (name == "keys") return {.keys = true};
+    if (name == "label") return {.label = true};
+    if (name == "webcam") return {.webcam = true};
+    throw std::invalid_argument("--overlays takes none, all, clicks, keys, label or webcam");
+}
 
 BenchOptions parse(int argc, char** argv) {
     BenchOptions options;
@@ -35,12 +54,11 @@ BenchOptions parse(int argc, char** argv) {
         if (arg == "--size" && i + 1 < argc) {
             tools::parseSize(argv[++i], options.width, options.height);
         } else if (arg == "--overlays" && i + 1 < argc) {
-            const std::string_view which = argv[++i];
-            if (which != "none" && which != "all")
-                throw std::invalid_argument("--overlays takes none or all");
-            options.overlays = which == "all";
+            options.overlayName = argv[++i];
+            options.overlays = overlaysNamed(options.overlayName);
         } else {
-            throw std::invalid_argument("usage: vantrel-bench-engine [--size WxH] [--overlays none|all]");
+            throw std::invalid_argument(
+                "usage: vantrel-bench-engine [--size WxH] [--overlays none|all|clicks|keys|label|webcam]");
         }
     }
     return options;
@@ -50,34 +68,37 @@ BenchOptions parse(int argc, char** argv) {
 constexpr double kKeystrokeAgeInFade = 1.8;
 
 // The pointer loops over the screen at varying speed and clicks twice a
-// second; with overlays, a label rests beside it and the pill is fading.
-EventState stateAt(int frame, double wall, int width, int height, bool overlays) {
+// second; a label rests beside it and the pill is fading.
+EventState stateAt(int frame, double wall, int width, int height) {
     const double t = static_cast<double>(frame) / kFramesPerSecond;
     EventState state = EventState::initial(wall);
     state.mouseLocation = {width * (0.5 + 0.4 * std::sin(t * 0.9)), height * (0.5 + 0.4 * std::sin(t * 1.3))};
     state.isMouseClicked = frame % 30 < 4;
     state.lastInputTime = wall;
-    if (overlays) {
-        state.activeKeys = "⇧ + ⌘ + K";
-        state.lastKeystrokeTime = wall - kKeystrokeAgeInFade;
-        state.cursorFollowText = "Save Document";
-    }
+    state.activeKeys = "⇧ + ⌘ + K";
+    state.lastKeystrokeTime = wall - kKeystrokeAgeInFade;
+    state.cursorFollowText = "Save Document";
     return state;
 }
 
-// A 1280x720 camera picture, as the webcam delivers it.
-CIImage webcamPicture() {
+// A 1280x720 camera picture, as the webcam delivers it; `tint` tells two apart.
+CVPixelBufferRef webcamPicture(uint8_t tint) {
     auto pixels = CVPixelBuffer::create(1280, 720);
     for (int row = 0; row < 720; ++row)
         for (int x = 0; x < 1280; ++x) {
             uint8_t* p = pixels->row(row) + 4 * x;
             p[0] = static_cast<uint8_t>(x / 5);
             p[1] = static_cast<uint8_t>(row / 3);
-            p[2] = 160;
+            p[2] = tint;
             p[3] = 255;
         }
-    return CIImage::fromPixelBuffer(pixels);
+    return pixels;
 }
+
+// The camera runs at 30 pictures a second against the screen's 60: each of
+// its pictures is composited on two frames, wrapped afresh each time as the
+// recorder does.
+constexpr int kFramesPerCameraPicture = 2;
 
 // CPU time of this thread: on a machine shared with other work, wall time
 // also counts the waits for a core; this counts only the engine's own work.
@@ -107,11 +128,11 @@ int main(int argc, char** argv) {
     VideoProcessor processor(
         CGSize{static_cast<CGFloat>(options.width), static_cast<CGFloat>(options.height)}, clock);
     AppSettingsSnapshot settings;
-    settings.showMouseClicks = options.overlays;
-    settings.showKeystrokes = options.overlays;
-    settings.enableCursorFollowText = options.overlays;
-    settings.showWebcam = options.overlays;
-    const std::optional<CIImage> camera = options.overlays ? std::optional(webcamPicture()) : std::nullopt;
+    settings.showMouseClicks = options.overlays.clicks;
+    settings.showKeystrokes = options.overlays.keys;
+    settings.enableCursorFollowText = options.overlays.label;
+    settings.showWebcam = options.overlays.webcam;
+    const CVPixelBufferRef cameraPictures[2] = {webcamPicture(160), webcamPicture(96)};
 
     std::vector<double> millis, cpuMillis;
     millis.reserve(kMeasuredFrames);
@@ -120,7 +141,10 @@ int main(int argc, char** argv) {
         const double wall = kWallStart + static_cast<double>(frame) / kFramesPerSecond;
         clock->set(wall);
         const auto sample = CMSampleBuffer::makeVideo(source, CMTime(frame * 10, 600));
-        const EventState state = stateAt(frame, wall, options.width, options.height, options.overlays);
+        const EventState state = stateAt(frame, wall, options.width, options.height);
+        std::optional<CIImage> camera;
+        if (options.overlays.webcam)
+            camera = CIImage::fromPixelBuffer(cameraPictures[frame / kFramesPerCameraPicture % 2]);
         const double cpuStart = threadCpuMillis();
         const auto start = std::chrono::steady_clock::now();
         const auto output = processor.process(sample, state, settings, camera);
@@ -135,8 +159,8 @@ int main(int argc, char** argv) {
             cpuMillis.push_back(cpuEnd - cpuStart);
         }
     }
-    std::printf("size=%dx%d overlays=%s frames=%d\n", options.width, options.height,
-                options.overlays ? "all" : "none", kMeasuredFrames);
+    std::printf("size=%dx%d overlays=%.*s frames=%d\n", options.width, options.height,
+                static_cast<int>(options.overlayName.size()), options.overlayName.data(), kMeasuredFrames);
     std::printf("p95_ms=%.3f\n", percentile(millis, 0.95));
     std::printf("median_ms=%.3f\n", percentile(millis, 0.5));
     std::printf("cpu_median_ms=%.3f\n", percentile(cpuMillis, 0.5));
