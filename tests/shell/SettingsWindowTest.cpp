@@ -14,6 +14,7 @@
 #include "tests/support/XTestInput.h"
 
 #include <QApplication>
+#include <QProcess>
 #include <QQuickItem>
 #include <QQuickView>
 #include <gtest/gtest.h>
@@ -83,6 +84,14 @@ TEST(SettingsWindowTest, TabsRenderDarkRowsFollowTheirSwitchesAndTheFieldTakesSh
         lastRunTop = runs[0].first;
     }
 
+    // The controls carry their labels on the accessibility bus.
+    QProcess tool;
+    tool.start(VANTREL_A11Y_TOOL, {"--app", "shell_settings_window_test", "--timeout", "30"});
+    ASSERT_TRUE(test::waitUntil([&] { return tool.state() == QProcess::NotRunning; }, 60s));
+    const QString bus = tool.readAllStandardOutput();
+    for (const char* control : {"check box\tShow Webcam Overlay", "combo box\tDisplay Position", "push button\tGeneral"})
+        EXPECT_TRUE(bus.contains(control)) << control << " not in:\n" << bus.toStdString();
+
     manager.viewModel()->setSelectedTab("overlay");
     settings->setShowKeystrokes(true);
     test::runMainLoopFor(600ms);
@@ -117,4 +126,6 @@ TEST(SettingsWindowTest, TabsRenderDarkRowsFollowTheirSwitchesAndTheFieldTakesSh
     EXPECT_EQ(settings->recordingShortcutKey(), "a");
     EXPECT_EQ(settings->recordingShortcutModifiersRaw(), 0x20000);
     EXPECT_EQ(manager.viewModel()->shortcutField()->text(), "⇧A");
+    // The tabs left behind go on the next turn of a loop that no longer runs.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }

@@ -38,11 +38,13 @@ ColumnLayout {
                 text: qsTr("Reset")
                 font.pixelSize: 12
                 Accessible.name: qsTr("Reset Save Location")
+                Accessible.onPressAction: clicked()
                 onClicked: settingsView.resetSaveFolder()
             }
             Button {
                 text: qsTr("Change...")
                 Accessible.name: text
+                Accessible.onPressAction: clicked()
                 onClicked: settingsView.changeSaveFolder()
             }
         }
@@ -113,6 +115,7 @@ ColumnLayout {
             font.pixelSize: 12
             palette.buttonText: "#0a84ff"
             Accessible.name: text
+            Accessible.onPressAction: clicked()
             onClicked: settingsView.redetectDisplays()
         }
     }
@@ -139,6 +142,7 @@ ColumnLayout {
                 text: qsTr("Reset")
                 font.pixelSize: 12
                 Accessible.name: qsTr("Reset Shortcut")
+                Accessible.onPressAction: clicked()
                 onClicked: settingsView.resetShortcut()
             }
         }
