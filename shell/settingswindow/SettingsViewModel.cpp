@@ -12,8 +12,7 @@ namespace vantrel {
 
 namespace {
 
-template <typename Enum, size_t N>
-int indexOf(const std::array<Enum, N>& cases, Enum value) {
+template <typename Enum, size_t N> int indexOf(const std::array<Enum, N>& cases, Enum value) {
     return static_cast<int>(std::ranges::find(cases, value) - cases.begin());
 }
 

@@ -41,7 +41,8 @@ class SettingsViewModel final : public QObject {
     Q_PROPERTY(int selectedCameraIndex READ selectedCameraIndex NOTIFY devicesChanged)
     Q_PROPERTY(int keystrokeDisplayModeIndex READ keystrokeDisplayModeIndex WRITE setKeystrokeDisplayModeIndex
                    NOTIFY choicesChanged)
-    Q_PROPERTY(int webcamPositionIndex READ webcamPositionIndex WRITE setWebcamPositionIndex NOTIFY choicesChanged)
+    Q_PROPERTY(
+        int webcamPositionIndex READ webcamPositionIndex WRITE setWebcamPositionIndex NOTIFY choicesChanged)
 
 public:
     static constexpr const char* kTabs[] = {"general", "overlay", "audio", "webcam"};

@@ -41,8 +41,8 @@ void SettingsWindowManager::show() {
         window_->requestActivate();
         return;
     }
-    viewModel_ = std::make_unique<SettingsViewModel>(settings_, displays_, devices_,
-                                                     FolderChooser::makeFileDialog());
+    viewModel_ =
+        std::make_unique<SettingsViewModel>(settings_, displays_, devices_, FolderChooser::makeFileDialog());
     viewModel_->shortcutField()->setKeyTranslator(ShortcutKeyTranslator::forApplication());
 
     window_ = std::make_unique<QQuickView>();

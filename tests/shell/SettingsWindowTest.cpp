@@ -41,8 +41,10 @@ std::vector<std::pair<int, int>> accentRuns(const QImage& shot) {
 int cardBottom(const QImage& shot) {
     int bottom = -1;
     for (int y = 24; y < shot.height(); ++y)
-        if (qGray(shot.pixel(166 + 24 + 4, y)) > 0x24) bottom = y;
-        else if (bottom > 0) break;
+        if (qGray(shot.pixel(166 + 24 + 4, y)) > 0x24)
+            bottom = y;
+        else if (bottom > 0)
+            break;
     return bottom;
 }
 
@@ -89,7 +91,8 @@ TEST(SettingsWindowTest, TabsRenderDarkRowsFollowTheirSwitchesAndTheFieldTakesSh
     tool.start(VANTREL_A11Y_TOOL, {"--app", "shell_settings_window_test", "--timeout", "30"});
     ASSERT_TRUE(test::waitUntil([&] { return tool.state() == QProcess::NotRunning; }, 60s));
     const QString bus = tool.readAllStandardOutput();
-    for (const char* control : {"check box\tShow Webcam Overlay", "combo box\tDisplay Position", "push button\tGeneral"})
+    for (const char* control :
+         {"check box\tShow Webcam Overlay", "combo box\tDisplay Position", "push button\tGeneral"})
         EXPECT_TRUE(bus.contains(control)) << control << " not in:\n" << bus.toStdString();
 
     manager.viewModel()->setSelectedTab("overlay");

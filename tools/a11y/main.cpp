@@ -5,7 +5,6 @@
 // --role and --name); exits 0 when something matched (and was pressed), 1 when nothing
 // did before the time-out, 2 on a bad flag.
 #include <atspi/atspi.h>
-
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -94,11 +93,16 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         const std::string flag = argv[i];
         const bool hasValue = i + 1 < argc;
-        if (flag == "--app" && hasValue) options.app = argv[++i];
-        else if (flag == "--role" && hasValue) options.role = argv[++i];
-        else if (flag == "--name" && hasValue) options.name = argv[++i];
-        else if (flag == "--timeout" && hasValue) options.timeoutSeconds = std::atof(argv[++i]);
-        else if (flag == "--press") options.press = true;
+        if (flag == "--app" && hasValue)
+            options.app = argv[++i];
+        else if (flag == "--role" && hasValue)
+            options.role = argv[++i];
+        else if (flag == "--name" && hasValue)
+            options.name = argv[++i];
+        else if (flag == "--timeout" && hasValue)
+            options.timeoutSeconds = std::atof(argv[++i]);
+        else if (flag == "--press")
+            options.press = true;
         else {
             std::fprintf(stderr, "usage: %s --app NAME [--role ROLE] [--name NAME] [--press] [--timeout S]\n",
                          argv[0]);
