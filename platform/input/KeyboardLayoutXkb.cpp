@@ -49,6 +49,17 @@ KeyboardLayoutXkb::~KeyboardLayoutXkb() {
     xkb_context_unref(context_);
 }
 
+std::unique_ptr<KeyboardLayoutXkb> KeyboardLayoutXkb::forCoreKeyboard(xcb_connection_t* connection) {
+    uint16_t major = 0, minor = 0;
+    uint8_t eventBase = 0, errorBase = 0;
+    if (!xkb_x11_setup_xkb_extension(connection, XKB_X11_MIN_MAJOR_XKB_VERSION, XKB_X11_MIN_MINOR_XKB_VERSION,
+                                     XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, &major, &minor, &eventBase,
+                                     &errorBase))
+        return nullptr;
+    const int32_t device = xkb_x11_get_core_keyboard_device_id(connection);
+    return device < 0 ? nullptr : fromConnection(connection, device);
+}
+
 std::unique_ptr<KeyboardLayoutXkb> KeyboardLayoutXkb::fromConnection(xcb_connection_t* connection,
                                                                      int32_t deviceID) {
     xkb_context* context = xkb_context_new(XKB_CONTEXT_NO_FLAGS);

@@ -33,6 +33,9 @@ public:
     /// The core keyboard's keymap and state on `connection`, which must have
     /// XKB set up (xkb_x11_setup_xkb_extension). Null when XKB is missing.
     static std::unique_ptr<KeyboardLayoutXkb> fromConnection(xcb_connection_t* connection, int32_t deviceID);
+    /// The core keyboard's keymap on a connection that is someone else's (Qt's):
+    /// sets XKB up on it and asks which device the core keyboard is now.
+    static std::unique_ptr<KeyboardLayoutXkb> forCoreKeyboard(xcb_connection_t* connection);
     /// A keymap compiled from names, such as ("de", ""); null when unknown.
     static std::unique_ptr<KeyboardLayoutXkb> fromNames(const std::string& layout,
                                                         const std::string& variant);

@@ -1,6 +1,7 @@
 #include "shell/app/VantrelApp.h"
 
 #include "devices/DisplayManager.h"
+#include "devices/MediaDeviceManager.h"
 #include "platform/accessibility/AccessibilityAtspi.h"
 #include "platform/core/ConsoleLine.h"
 #include "recording/BookmarkManager.h"
@@ -50,7 +51,8 @@ VantrelApp::VantrelApp() {
     viewModel_ = std::make_unique<MenuBarViewModel>();
     updateManager_ =
         std::make_unique<UpdateManager>(UserDefaults::standard(), std::make_unique<UpdateAlertsWidgets>());
-    settingsWindow_ = std::make_unique<SettingsWindowManager>();
+    settingsWindow_ =
+        std::make_unique<SettingsWindowManager>(settings_, displayManager_, MediaDeviceManager::shared());
 
     AppCommands& commands = AppCommands::shared();
     commands.onOpenSettings = [this] { settingsWindow_->show(); };

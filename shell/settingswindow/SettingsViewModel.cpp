@@ -12,6 +12,10 @@ namespace vantrel {
 
 namespace {
 
+template <typename Enum, size_t N> int indexOf(const std::array<Enum, N>& cases, Enum value) {
+    return static_cast<int>(std::ranges::find(cases, value) - cases.begin());
+}
+
 int indexOfID(const QVariantList& entries, const QVariant& id) {
     for (int i = 0; i < entries.size(); ++i)
         if (entries[i].toMap().value("id") == id) return i;
@@ -31,6 +35,8 @@ SettingsViewModel::SettingsViewModel(std::shared_ptr<AppSettings> settings,
     for (auto signal : {&AppSettings::enableAutoZoomChanged, &AppSettings::showKeystrokesChanged,
                         &AppSettings::enableMicAudioChanged, &AppSettings::showWebcamChanged})
         connect(s, signal, this, &SettingsViewModel::rowsChanged);
+    connect(s, &AppSettings::keystrokeDisplayModeChanged, this, &SettingsViewModel::choicesChanged);
+    connect(s, &AppSettings::webcamPositionChanged, this, &SettingsViewModel::choicesChanged);
     connect(s, &AppSettings::selectedMicIDChanged, this, &SettingsViewModel::devicesChanged);
     connect(s, &AppSettings::selectedCameraIDChanged, this, &SettingsViewModel::devicesChanged);
     if (displays_) {
@@ -115,6 +121,24 @@ int SettingsViewModel::selectedMicrophoneIndex() const {
 
 int SettingsViewModel::selectedCameraIndex() const {
     return indexOfID(cameras(), settings_->selectedCameraID());
+}
+
+int SettingsViewModel::keystrokeDisplayModeIndex() const {
+    return indexOf(kAllKeystrokeDisplayModes, settings_->keystrokeDisplayMode());
+}
+
+void SettingsViewModel::setKeystrokeDisplayModeIndex(int index) {
+    if (index >= 0 && index < static_cast<int>(kAllKeystrokeDisplayModes.size()))
+        settings_->setKeystrokeDisplayMode(kAllKeystrokeDisplayModes[index]);
+}
+
+int SettingsViewModel::webcamPositionIndex() const {
+    return indexOf(kAllWebcamPositions, settings_->webcamPosition());
+}
+
+void SettingsViewModel::setWebcamPositionIndex(int index) {
+    if (index >= 0 && index < static_cast<int>(kAllWebcamPositions.size()))
+        settings_->setWebcamPosition(kAllWebcamPositions[index]);
 }
 
 void SettingsViewModel::changeSaveFolder() {

@@ -39,6 +39,10 @@ class SettingsViewModel final : public QObject {
     Q_PROPERTY(QVariantList cameras READ cameras NOTIFY devicesChanged)
     Q_PROPERTY(int selectedMicrophoneIndex READ selectedMicrophoneIndex NOTIFY devicesChanged)
     Q_PROPERTY(int selectedCameraIndex READ selectedCameraIndex NOTIFY devicesChanged)
+    Q_PROPERTY(int keystrokeDisplayModeIndex READ keystrokeDisplayModeIndex WRITE setKeystrokeDisplayModeIndex
+                   NOTIFY choicesChanged)
+    Q_PROPERTY(
+        int webcamPositionIndex READ webcamPositionIndex WRITE setWebcamPositionIndex NOTIFY choicesChanged)
 
 public:
     static constexpr const char* kTabs[] = {"general", "overlay", "audio", "webcam"};
@@ -71,6 +75,11 @@ public:
     QVariantList cameras() const;
     int selectedMicrophoneIndex() const;
     int selectedCameraIndex() const;
+    /// The pickers' rows: "Show all inputs", "Show shortcuts only"; the four corners in order.
+    int keystrokeDisplayModeIndex() const;
+    void setKeystrokeDisplayModeIndex(int index);
+    int webcamPositionIndex() const;
+    void setWebcamPositionIndex(int index);
 
     /// "Change…": the folder chooser, then the new folder if one was chosen.
     Q_INVOKABLE void changeSaveFolder();
@@ -87,6 +96,7 @@ signals:
     void rowsChanged();
     void displaysChanged();
     void devicesChanged();
+    void choicesChanged();
 
 private:
     std::shared_ptr<AppSettings> settings_;

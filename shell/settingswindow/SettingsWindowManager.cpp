@@ -1,35 +1,75 @@
 #include "shell/settingswindow/SettingsWindowManager.h"
 
+#include "devices/DisplayManager.h"
+#include "devices/MediaDeviceManager.h"
 #include "settings/AppSettings.h"
+#include "shell/settingswindow/FolderIconProvider.h"
+#include "shell/settingswindow/SettingsViewModel.h"
 
-#include <QFormLayout>
-#include <QLabel>
-#include <QWidget>
+#include <QGuiApplication>
+#include <QQmlContext>
+#include <QQmlEngine>
+#include <QQuickView>
+#include <QScreen>
+#include <QTimer>
 
 namespace vantrel {
 
-SettingsWindowManager::SettingsWindowManager() = default;
+namespace {
+
+// The window background under the pages, as the view paints it.
+const QColor kWindowColor(0x1c, 0x1c, 0x1e);
+
+} // namespace
+
+SettingsWindowManager::SettingsWindowManager(std::shared_ptr<AppSettings> settings,
+                                             std::shared_ptr<DisplayManager> displays,
+                                             std::shared_ptr<MediaDeviceManager> devices, QObject* parent)
+    : QObject(parent), settings_(std::move(settings)), displays_(std::move(displays)),
+      devices_(std::move(devices)) {}
 
 SettingsWindowManager::~SettingsWindowManager() {
-    if (window_) window_->close();
+    // The view goes before the model its bindings read.
+    window_.reset();
+    viewModel_.reset();
 }
 
 void SettingsWindowManager::show() {
     if (window_) {
+        window_->show();
         window_->raise();
-        window_->activateWindow();
+        window_->requestActivate();
         return;
     }
-    auto settings = AppSettings::shared();
-    auto* window = new QWidget;
-    window->setAttribute(Qt::WA_DeleteOnClose);
-    window->setWindowTitle(QObject::tr("Settings"));
-    auto* form = new QFormLayout(window);
-    form->addRow(QObject::tr("Recording shortcut:"), new QLabel(settings->recordingShortcutDisplayString()));
-    form->addRow(QObject::tr("Save recordings to:"),
-                 new QLabel(QString::fromStdString(settings->saveDirectoryURL().path.string())));
-    window_ = window;
-    window->show();
+    viewModel_ =
+        std::make_unique<SettingsViewModel>(settings_, displays_, devices_, FolderChooser::makeFileDialog());
+    viewModel_->shortcutField()->setKeyTranslator(ShortcutKeyTranslator::forApplication());
+
+    window_ = std::make_unique<QQuickView>();
+    window_->setTitle(tr("Settings"));
+    window_->setColor(kWindowColor);
+    window_->engine()->addImageProvider(FolderIconProvider::kName, new FolderIconProvider);
+    window_->rootContext()->setContextProperty(QStringLiteral("settingsView"), viewModel_.get());
+    window_->setResizeMode(QQuickView::SizeRootObjectToView);
+    window_->setSource(QUrl(QStringLiteral("qrc:/vantrel/settings/Settings.qml")));
+    window_->setMinimumSize({kWindowWidth, kWindowHeight});
+    window_->setMaximumSize({kWindowWidth, kWindowHeight});
+    window_->resize(kWindowWidth, kWindowHeight);
+    if (QScreen* screen = QGuiApplication::primaryScreen())
+        window_->setPosition(screen->availableGeometry().center() -
+                             QPoint(kWindowWidth / 2, kWindowHeight / 2));
+    // Closed by its title bar: let go of the window once the close has been handled.
+    connect(window_.get(), &QWindow::visibleChanged, this, [this](bool visible) {
+        if (!visible) QTimer::singleShot(0, this, &SettingsWindowManager::discard);
+    });
+    window_->show();
+    window_->requestActivate();
+}
+
+void SettingsWindowManager::discard() {
+    if (!window_ || window_->isVisible()) return;
+    window_.reset();
+    viewModel_.reset();
 }
 
 } // namespace vantrel

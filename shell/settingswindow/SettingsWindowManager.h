@@ -1,24 +1,46 @@
 #pragma once
-// The settings window ("Settings..." in the tray menu). For now a plain
-// window that shows where recordings go and the shortcut; the full settings
-// replace it.
+// The settings window ("Settings..." in the tray menu): 620 by 460, fixed,
+// centred, dark, four tabs over a SettingsViewModel. Closing it destroys the
+// window and its model; the next show() builds them afresh on the tab
+// "General". Main thread only.
 
-#include <QPointer>
+#include <QObject>
+#include <memory>
 
-class QWidget;
+class QQuickView;
 
 namespace vantrel {
 
-class SettingsWindowManager {
+class AppSettings;
+class DisplayManager;
+class MediaDeviceManager;
+class SettingsViewModel;
+
+class SettingsWindowManager final : public QObject {
+    Q_OBJECT
+
 public:
-    SettingsWindowManager();
-    ~SettingsWindowManager();
+    static constexpr int kWindowWidth = 620, kWindowHeight = 460;
+
+    /// `displays` and `devices` may be null (their lists stay empty).
+    SettingsWindowManager(std::shared_ptr<AppSettings> settings, std::shared_ptr<DisplayManager> displays,
+                          std::shared_ptr<MediaDeviceManager> devices, QObject* parent = nullptr);
+    ~SettingsWindowManager() override;
 
     /// Opens the settings window, or brings the open one forward.
     void show();
 
+    QQuickView* window() const { return window_.get(); }
+    SettingsViewModel* viewModel() const { return viewModel_.get(); }
+
 private:
-    QPointer<QWidget> window_;
+    void discard();
+
+    std::shared_ptr<AppSettings> settings_;
+    std::shared_ptr<DisplayManager> displays_;
+    std::shared_ptr<MediaDeviceManager> devices_;
+    std::unique_ptr<SettingsViewModel> viewModel_;
+    std::unique_ptr<QQuickView> window_;
 };
 
 } // namespace vantrel

@@ -11,8 +11,6 @@ constexpr uint32_t kXShift = 1 << 0;
 constexpr uint32_t kXControl = 1 << 2;
 constexpr uint32_t kXMod1 = 1 << 3; // Alt
 constexpr uint32_t kXMod4 = 1 << 6; // Super
-// XkbUseCoreKbd: the server's core keyboard, whichever device that is now.
-constexpr int32_t kCoreKeyboardSpec = 0x100;
 
 } // namespace
 
@@ -22,8 +20,7 @@ ShortcutKeyTranslator::ShortcutKeyTranslator(std::unique_ptr<KeyboardLayoutXkb> 
 std::unique_ptr<ShortcutKeyTranslator> ShortcutKeyTranslator::forApplication() {
     auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
     if (!x11 || !x11->connection()) return nullptr;
-    // Qt has set up XKB on its connection already.
-    auto layout = KeyboardLayoutXkb::fromConnection(x11->connection(), kCoreKeyboardSpec);
+    auto layout = KeyboardLayoutXkb::forCoreKeyboard(x11->connection());
     if (!layout) return nullptr;
     return std::make_unique<ShortcutKeyTranslator>(std::move(layout));
 }

@@ -7,6 +7,8 @@ Button {
     implicitWidth: 220 + leftPadding + rightPadding
     implicitHeight: 40
     Accessible.name: text
+    // A screen reader presses through the action as a click does.
+    Accessible.onPressAction: clicked()
     contentItem: Text {
         text: control.text
         font.pixelSize: 15
