@@ -367,9 +367,17 @@ TEST(RecordTool, AnOddSizedDisplayThatGoesAwayStillLeavesAFinishedFile) {
 // carries the old sink's tone, then what plays on the new default.
 TEST(RecordTool, SystemAudioMovesToTheNewDefaultWhenTheOutputIsUnplugged) {
     PrivateSoundServer sound; // rec_sink is its default; unloading it spares the shared server
-    Tone headset("rec_sink", 440);
-    Tone other("mic_feed", 1000);
     RecordingFolder folder;
+    // pacat with a short buffer plays at once; ffmpeg's pulse output can take
+    // seconds to start on a loaded machine, past the span the test listens to.
+    const auto play = [&](const std::string& sink, int frequency) {
+        const fs::path raw = folder.home.home() / (std::to_string(frequency) + ".f32");
+        writeRawFloat(raw, sineStereo(frequency, 30));
+        return std::make_unique<Background>("exec pacat --latency-msec=20 --device=" + sink +
+                                            " --format=float32le --rate=48000 --channels=2 '" + raw.string() + "'");
+    };
+    const auto headset = play("rec_sink", 440), other = play("mic_feed", 1000);
+    ASSERT_TRUE(waitUntil([] { return commandOutput("pactl list short sink-inputs | wc -l") == "2"; }, 30s));
     RunningTool tool("--seconds 8 --out '" + folder.out.string() + "'");
     ASSERT_TRUE(tool.waitForSecond(3));
     ASSERT_TRUE(runCommand("pactl unload-module $(pactl list short modules | "
