@@ -31,12 +31,14 @@ std::shared_ptr<AVAssetWriterInput> makeInput(AVMediaType mediaType, AVOutputSet
 std::optional<WriterSet> makeWriterSet(const URL& url, const AppSettingsSnapshot& settings,
                                        const VideoOutputSettings& videoSettings,
                                        const PixelBufferAttributes& attributes,
-                                       const std::optional<AudioOutputSettings>& audioSettings, NSError& error) {
+                                       const std::optional<AudioOutputSettings>& audioSettings, size_t queueMemory,
+                                       NSError& error) {
     WriterSet set;
     set.writer = AVAssetWriter::initWithURL(url, AVFileType::mpeg4, &error);
     if (!set.writer) return std::nullopt;
 
     set.videoInput = makeInput(AVMediaType::video, videoSettings);
+    if (set.videoInput) set.videoInput->setVideoQueueMemory(queueMemory);
     set.adaptor = AVAssetWriterInputPixelBufferAdaptor::initWithAssetWriterInput(set.videoInput, attributes);
     if (settings.enableSystemAudio && audioSettings)
         set.systemAudioInput = makeInput(AVMediaType::audio, *audioSettings);
@@ -66,11 +68,16 @@ std::shared_ptr<RecordingPipeline> ScreenRecorder::makePipeline(int width, int h
     std::optional<AudioOutputSettings> audioSettings;
     if (settings.enableMicAudio || settings.enableSystemAudio) audioSettings = recordingAudioSettings();
 
+    // The encoders' queues carry bursts (a scroll, the start) across: half a
+    // second of 1080p for one file; the full-screen copy halves what each
+    // file may keep, since two encoders already take most of the memory.
+    constexpr size_t kQueueMemory = 96u << 20;
+    const size_t queueMemory = files.fullURL ? kQueueMemory / 2 : kQueueMemory;
     NSError error;
-    auto zoomed = makeWriterSet(files.zoomedURL, settings, videoSettings, attributes, audioSettings, error);
+    auto zoomed = makeWriterSet(files.zoomedURL, settings, videoSettings, attributes, audioSettings, queueMemory, error);
     std::optional<WriterSet> full;
     if (zoomed && files.fullURL) {
-        full = makeWriterSet(*files.fullURL, settings, videoSettings, attributes, audioSettings, error);
+        full = makeWriterSet(*files.fullURL, settings, videoSettings, attributes, audioSettings, queueMemory, error);
         // The zoomed writer has begun already; a recording that never
         // starts leaves no file and no open folder access behind.
         if (!full) zoomed->writer->cancelWriting();

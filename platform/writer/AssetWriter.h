@@ -111,6 +111,11 @@ public:
     /// Kept for the settings' sake: every input of ours works in real time.
     bool expectsMediaDataInRealTime = false;
 
+    /// Before startWriting, video only: how much memory the queued frames
+    /// may take (by default half a second of 1080p). The queue holds up to
+    /// half a second of frames within it, at least three.
+    void setVideoQueueMemory(size_t bytes);
+
     /// False while the encoder's queue is full, before startWriting, after
     /// markAsFinished and once the writer has failed or ended. Video: each
     /// call stands for one frame offered, and under a lasting overload the

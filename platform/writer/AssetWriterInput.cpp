@@ -36,7 +36,7 @@ bool AVAssetWriterInput::Impl::openEncoder(std::shared_ptr<AssetWriterCore> core
     // two pictures more: the one being converted and the one being encoded.
     const auto* c = video_->context();
     const size_t pictureBytes = static_cast<size_t>(c->width) * c->height * 3 / 2;
-    const size_t queued = std::clamp(kVideoQueueBytes / pictureBytes, kMinVideoQueueFrames + 2,
+    const size_t queued = std::clamp(videoQueueBytes / pictureBytes, kMinVideoQueueFrames + 2,
                                      kMaxVideoQueueFrames + 2) - 2;
     for (size_t i = 0; i < queued + 2; ++i) {
         AVFrame* picture = video_->makePicture();
@@ -269,6 +269,9 @@ AVMediaType AVAssetWriterInput::mediaType() const {
 }
 const AVOutputSettings& AVAssetWriterInput::outputSettings() const {
     return impl_->settings;
+}
+void AVAssetWriterInput::setVideoQueueMemory(size_t bytes) {
+    impl_->videoQueueBytes = bytes;
 }
 bool AVAssetWriterInput::isReadyForMoreMediaData() const {
     return impl_->ready();

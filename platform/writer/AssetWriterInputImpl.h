@@ -20,11 +20,11 @@ namespace vantrel {
 
 class AVAssetWriterInput::Impl {
 public:
-    /// The memory of the queued pictures of one video input: half a second
-    /// of 720p, a quarter of one of 1080p at 60 fps (the rate steps down
-    /// before a queue stays full). The pictures are reserved when the
-    /// encoder opens and touched only when a burst fills them.
-    static constexpr size_t kVideoQueueBytes = 48u << 20;
+    /// The memory the queued pictures of a video input may take unless its
+    /// owner says otherwise: half a second of 1080p at 60 fps (the rate
+    /// steps down before a queue stays full). The pictures are reserved when
+    /// the encoder opens and touched only when a burst fills them.
+    static constexpr size_t kDefaultVideoQueueBytes = 96u << 20;
     /// At most half a second at 60 fps, at least enough to smooth jitter.
     static constexpr size_t kMaxVideoQueueFrames = 31;
     static constexpr size_t kMinVideoQueueFrames = 3;
@@ -37,6 +37,7 @@ public:
 
     AVMediaType mediaType;
     AVOutputSettings settings;
+    size_t videoQueueBytes = kDefaultVideoQueueBytes;
 
     /// Writer side, before writing: opens the encoder. False with `error` set.
     bool openEncoder(std::shared_ptr<AssetWriterCore> core, std::string* error);
