@@ -77,6 +77,28 @@ QRectF CameraPreviewItem::aspectFillSourceRect(const QSizeF& pictureSize, const 
             visible.width(), visible.height()};
 }
 
+QSGImageNode* CameraPreviewItem::pictureNode(QQuickWindow& window, QSGNode* oldNode,
+                                             const CVPixelBufferRef& picture, const QRectF& bounds) {
+    // BGRA in memory is Qt's ARGB32 on little-endian.
+    auto* keep = new CVPixelBufferRef(picture);
+    const QImage image(
+        picture->baseAddress(), picture->width(), picture->height(),
+        static_cast<qsizetype>(picture->bytesPerRow()), QImage::Format_ARGB32_Premultiplied,
+        [](void* info) { delete static_cast<CVPixelBufferRef*>(info); }, keep);
+    // An image node, which every scene graph backend (the software one
+    // included) draws with its source rectangle and mirroring.
+    auto* node = static_cast<QSGImageNode*>(oldNode);
+    if (!node) {
+        node = window.createImageNode();
+        node->setOwnsTexture(true);
+        node->setFiltering(QSGTexture::Linear);
+    }
+    node->setTexture(window.createTextureFromImage(image));
+    node->setRect(bounds);
+    node->setSourceRect(aspectFillSourceRect(QSizeF(picture->width(), picture->height()), bounds.size()));
+    return node;
+}
+
 QSGNode* CameraPreviewItem::updatePaintNode(QSGNode* oldNode, UpdatePaintNodeData*) {
     CVPixelBufferRef picture;
     bool pictureMirrored = false;
@@ -90,26 +112,7 @@ QSGNode* CameraPreviewItem::updatePaintNode(QSGNode* oldNode, UpdatePaintNodeDat
         return nullptr;
     }
 
-    // The image borrows the buffer's pixels and keeps the buffer alive until
-    // the texture lets go of it: BGRA in memory is Qt's ARGB32 on little-endian.
-    auto* keep = new CVPixelBufferRef(picture);
-    const QImage image(
-        picture->baseAddress(), picture->width(), picture->height(),
-        static_cast<qsizetype>(picture->bytesPerRow()), QImage::Format_ARGB32_Premultiplied,
-        [](void* info) { delete static_cast<CVPixelBufferRef*>(info); }, keep);
-
-    // An image node, which every scene graph backend (the software one
-    // included) draws with its source rectangle and mirroring.
-    auto* node = static_cast<QSGImageNode*>(oldNode);
-    if (!node) {
-        node = window()->createImageNode();
-        node->setOwnsTexture(true);
-        node->setFiltering(QSGTexture::Linear);
-    }
-    node->setTexture(window()->createTextureFromImage(image));
-    node->setRect(boundingRect());
-    node->setSourceRect(
-        aspectFillSourceRect(QSizeF(picture->width(), picture->height()), boundingRect().size()));
+    auto* node = pictureNode(*window(), oldNode, picture, boundingRect());
     // Flip only when the picture does not already come the way it is wanted.
     node->setTextureCoordinatesTransform(pictureMirrored == mirrored_ ? QSGImageNode::NoTransform
                                                                       : QSGImageNode::MirrorHorizontally);

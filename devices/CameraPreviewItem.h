@@ -11,6 +11,7 @@
 
 #include <QPointer>
 #include <QQuickItem>
+#include <QSGImageNode>
 #include <memory>
 #include <mutex>
 
@@ -37,6 +38,11 @@ public:
     /// The part of a picture of `pictureSize` that fills `itemSize` with the
     /// aspect kept: all of one dimension, the middle of the other.
     static QRectF aspectFillSourceRect(const QSizeF& pictureSize, const QSizeF& itemSize);
+    /// `oldNode` (or a new image node) showing `picture` over `bounds`,
+    /// aspect-filled; render thread. The texture borrows the buffer's pixels
+    /// and keeps the buffer alive until it lets go of them.
+    static QSGImageNode* pictureNode(QQuickWindow& window, QSGNode* oldNode, const CVPixelBufferRef& picture,
+                                     const QRectF& bounds);
 
 signals:
     void mirroredChanged();

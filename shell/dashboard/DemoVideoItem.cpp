@@ -34,23 +34,8 @@ QSGNode* DemoVideoItem::updatePaintNode(QSGNode* oldNode, UpdatePaintNodeData*) 
         delete oldNode;
         return nullptr;
     }
-    // The image borrows the pooled buffer, which goes back to the pool when the texture lets go.
-    auto* keep = new CVPixelBufferRef(picture);
-    const QImage image(
-        picture->baseAddress(), picture->width(), picture->height(),
-        static_cast<qsizetype>(picture->bytesPerRow()), QImage::Format_ARGB32_Premultiplied,
-        [](void* info) { delete static_cast<CVPixelBufferRef*>(info); }, keep);
-    auto* node = static_cast<QSGImageNode*>(oldNode);
-    if (!node) {
-        node = window()->createImageNode();
-        node->setOwnsTexture(true);
-        node->setFiltering(QSGTexture::Linear);
-    }
-    node->setTexture(window()->createTextureFromImage(image));
-    node->setRect(boundingRect());
-    node->setSourceRect(CameraPreviewItem::aspectFillSourceRect(QSizeF(picture->width(), picture->height()),
-                                                                boundingRect().size()));
-    return node;
+    // The pooled buffer goes back to its pool when the texture lets go.
+    return CameraPreviewItem::pictureNode(*window(), oldNode, picture, boundingRect());
 }
 
 } // namespace vantrel
