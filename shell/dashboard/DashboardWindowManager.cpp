@@ -6,6 +6,7 @@
 #include "settings/AppSettings.h"
 #include "settings/PermissionsManager.h"
 #include "shell/common/AppCommands.h"
+#include "shell/common/FixedWindow.h"
 #include "shell/dashboard/DashboardSystemServices.h"
 #include "shell/dashboard/DashboardViewModel.h"
 #include "shell/dashboard/DemoLoopPlayer.h"
@@ -108,11 +109,7 @@ void DashboardWindowManager::show(std::shared_ptr<RecordingToggle> recording) {
     window_->setSource(QUrl(QStringLiteral("qrc:/vantrel/dashboard/Dashboard.qml")));
     for (const auto& error : window_->errors())
         qWarning("dashboard: %s", qPrintable(error.toString()));
-    window_->setMinimumSize({kWidth, kHeight});
-    window_->setMaximumSize({kWidth, kHeight});
-    window_->resize(kWidth, kHeight);
-    if (QScreen* screen = QGuiApplication::primaryScreen())
-        window_->setPosition(screen->availableGeometry().center() - QPoint(kWidth / 2, kHeight / 2));
+    makeFixedAndCentred(*window_, {kWidth, kHeight});
     applyCaptureSharing();
     connectPreview();
     // Closed by the window manager (Alt+F4): the same as the close button.

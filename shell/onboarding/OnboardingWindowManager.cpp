@@ -2,6 +2,7 @@
 
 #include "settings/AppSettings.h"
 #include "settings/PermissionsManager.h"
+#include "shell/common/FixedWindow.h"
 
 #include <QGuiApplication>
 #include <QPointer>
@@ -46,12 +47,7 @@ void OnboardingWindowManager::show() {
     window_->rootContext()->setContextProperty(QStringLiteral("onboarding"), viewModel_.get());
     window_->setResizeMode(QQuickView::SizeRootObjectToView);
     window_->setSource(QUrl(QStringLiteral("qrc:/vantrel/onboarding/Onboarding.qml")));
-    window_->setMinimumSize({kWindowWidth, kWindowHeight});
-    window_->setMaximumSize({kWindowWidth, kWindowHeight});
-    window_->resize(kWindowWidth, kWindowHeight);
-    if (QScreen* screen = QGuiApplication::primaryScreen())
-        window_->setPosition(screen->availableGeometry().center() -
-                             QPoint(kWindowWidth / 2, kWindowHeight / 2));
+    makeFixedAndCentred(*window_, {kWindowWidth, kWindowHeight});
     // Closing by the title bar's button hides the window: monitoring ends,
     // the flag stays false, and show() brings this same window back.
     connect(window_.get(), &QWindow::visibleChanged, this, [this](bool visible) {

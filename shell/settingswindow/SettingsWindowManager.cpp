@@ -3,6 +3,7 @@
 #include "devices/DisplayManager.h"
 #include "devices/MediaDeviceManager.h"
 #include "settings/AppSettings.h"
+#include "shell/common/FixedWindow.h"
 #include "shell/settingswindow/FolderIconProvider.h"
 #include "shell/settingswindow/SettingsViewModel.h"
 
@@ -52,12 +53,7 @@ void SettingsWindowManager::show() {
     window_->rootContext()->setContextProperty(QStringLiteral("settingsView"), viewModel_.get());
     window_->setResizeMode(QQuickView::SizeRootObjectToView);
     window_->setSource(QUrl(QStringLiteral("qrc:/vantrel/settings/Settings.qml")));
-    window_->setMinimumSize({kWindowWidth, kWindowHeight});
-    window_->setMaximumSize({kWindowWidth, kWindowHeight});
-    window_->resize(kWindowWidth, kWindowHeight);
-    if (QScreen* screen = QGuiApplication::primaryScreen())
-        window_->setPosition(screen->availableGeometry().center() -
-                             QPoint(kWindowWidth / 2, kWindowHeight / 2));
+    makeFixedAndCentred(*window_, {kWindowWidth, kWindowHeight});
     // Closed by its title bar: let go of the window once the close has been handled.
     connect(window_.get(), &QWindow::visibleChanged, this, [this](bool visible) {
         if (!visible) QTimer::singleShot(0, this, &SettingsWindowManager::discard);
