@@ -1,8 +1,10 @@
 #include "shell/onboarding/OnboardingWindowManager.h"
 
+#include "platform/displays/WindowManagerHints.h"
 #include "settings/AppSettings.h"
 #include "settings/PermissionsManager.h"
 #include "shell/common/FixedWindow.h"
+#include "shell/onboarding/MenuBarHighlightWindow.h"
 
 #include <QGuiApplication>
 #include <QPointer>
@@ -79,12 +81,20 @@ void OnboardingWindowManager::showMenuBarPointer() {
     const int top = tray.isValid() && frame.contains(tray.center()) && tray.center().y() < frame.center().y()
                         ? tray.bottom() + 1
                         : frame.top();
-    // The screen-dimming overlay with a hole at the icon is left out: it needs
-    // a compositing manager, without which the translucent full-screen window
-    // paints the whole screen black, and Qt does not tell whether one runs.
+    constexpr Qt::WindowFlags kOverlayFlags = Qt::ToolTip | Qt::FramelessWindowHint |
+                                              Qt::WindowStaysOnTopHint | Qt::WindowTransparentForInput |
+                                              Qt::WindowDoesNotAcceptFocus;
+    // The screen dimmed around the icon needs a compositing manager: without
+    // one the translucent full-screen window would paint the screen black.
+    if (QGuiApplication::platformName() == QLatin1String("xcb") && compositingManagerRunning()) {
+        const QPoint hole = tray.isValid() && frame.contains(tray.center())
+                                ? tray.center() - frame.topLeft()
+                                : QPoint(centerX - frame.left(), kHighlightInsetFromTop);
+        highlightWindow_ = std::make_unique<MenuBarHighlightWindow>(frame, hole);
+        highlightWindow_->show();
+    }
     pointerWindow_ = std::make_unique<QQuickView>();
-    pointerWindow_->setFlags(Qt::ToolTip | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-                             Qt::WindowTransparentForInput | Qt::WindowDoesNotAcceptFocus);
+    pointerWindow_->setFlags(kOverlayFlags);
     pointerWindow_->setColor(Qt::transparent);
     pointerWindow_->setSource(QUrl(QStringLiteral("qrc:/vantrel/onboarding/MenuBarPointer.qml")));
     pointerWindow_->setGeometry(centerX - kPointerWidth / 2, top, kPointerWidth, kPointerHeight);
@@ -92,8 +102,9 @@ void OnboardingWindowManager::showMenuBarPointer() {
 }
 
 void OnboardingWindowManager::dismissMenuBarPointer() {
-    if (!pointerWindow_) return;
-    pointerWindow_->close();
+    if (highlightWindow_) highlightWindow_->close();
+    highlightWindow_.reset();
+    if (pointerWindow_) pointerWindow_->close();
     pointerWindow_.reset();
 }
 

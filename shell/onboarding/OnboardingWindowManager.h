@@ -5,6 +5,7 @@
 // Main thread only.
 
 #include "shell/dashboard/DelayedCalls.h"
+#include "shell/onboarding/MenuBarHighlightWindow.h"
 #include "shell/onboarding/OnboardingViewModel.h"
 
 #include <QObject>
@@ -29,6 +30,8 @@ public:
     static constexpr int kPointerWidth = 260, kPointerHeight = 100;
     /// Where the arrow stands when the tray tells nothing: this far left of the screen's right edge.
     static constexpr int kFallbackInsetFromRight = 160;
+    /// With no tray known, the dimmed screen's hole is centred this far below its top.
+    static constexpr int kHighlightInsetFromTop = 12;
     static constexpr std::chrono::milliseconds kPointerDelay{500};
 
     /// Where the tray icon is on screen, when the tray says (QSystemTrayIcon::geometry()).
@@ -51,6 +54,9 @@ public:
 
     QQuickView* window() const { return window_.get(); }
     QQuickView* pointerWindow() const { return pointerWindow_.get(); }
+    /// The screen dimmed around the icon, under the pointer; only where a
+    /// compositing manager runs.
+    QWindow* highlightWindow() const { return highlightWindow_.get(); }
     OnboardingViewModel* viewModel() const { return viewModel_.get(); }
 
     /// The arrow's horizontal centre: the tray icon's middle when it is known
@@ -64,6 +70,7 @@ private:
     std::shared_ptr<DelayedCalls> delays_;
     std::unique_ptr<OnboardingViewModel> viewModel_;
     std::unique_ptr<QQuickView> window_;
+    std::unique_ptr<MenuBarHighlightWindow> highlightWindow_;
     std::unique_ptr<QQuickView> pointerWindow_;
 };
 

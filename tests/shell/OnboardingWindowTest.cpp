@@ -6,6 +6,7 @@
 #include "recording/BookmarkManager.h"
 #include "settings/AppSettings.h"
 #include "settings/PermissionsManager.h"
+#include "shell/onboarding/MenuBarHighlightWindow.h"
 #include "shell/onboarding/OnboardingWindowManager.h"
 #include "tests/support/TestServices.h"
 
@@ -13,6 +14,7 @@
 #include <QImage>
 #include <QQuickView>
 #include <gtest/gtest.h>
+#include <xcb/xcb.h>
 
 using namespace vantrel;
 using namespace std::chrono_literals;
@@ -81,6 +83,18 @@ TEST(OnboardingWindowTest, PagesRenderDarkWithTheCurrentDotAndStartVantrelFinish
         EXPECT_LT(qGray(shot.pixel(dotCenterX((page + 1) % 4, page), y)), 200) << "page " << page;
     }
 
+    // A compositing manager, as far as the app can tell: the selection is ours.
+    xcb_connection_t* c = xcb_connect(nullptr, nullptr);
+    const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
+    const xcb_window_t owner = xcb_generate_id(c);
+    xcb_create_window(c, XCB_COPY_FROM_PARENT, owner, screen->root, 0, 0, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+    auto* cm = xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, 13, "_NET_WM_CM_S0"), nullptr);
+    ASSERT_NE(cm, nullptr);
+    xcb_set_selection_owner(c, owner, cm->atom, XCB_CURRENT_TIME);
+    std::free(cm);
+    std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+
     manager.viewModel()->startVantrel();
     ASSERT_TRUE(test::waitUntil([&] { return manager.window() == nullptr; }, 5s));
     EXPECT_TRUE(settings->hasCompletedOnboarding());
@@ -94,6 +108,17 @@ TEST(OnboardingWindowTest, PagesRenderDarkWithTheCurrentDotAndStartVantrelFinish
     pointerShot.save(QString::fromStdString((shots / "onboarding-pointer.png").string()));
     // The capsule under the arrow is a dark plate with white text in its middle.
     EXPECT_LT(qGray(pointerShot.pixel(30, 100 - 8 - 18)), 80);
+    // The screen dimmed to 40 percent, clear at the icon.
+    QWindow* highlight = manager.highlightWindow();
+    ASSERT_NE(highlight, nullptr);
+    EXPECT_EQ(highlight->geometry(), QGuiApplication::primaryScreen()->geometry());
+    const QImage dimmed = MenuBarHighlightWindow::picture(highlight->size(), tray.center());
+    dimmed.save(QString::fromStdString((shots / "onboarding-highlight.png").string()));
+    EXPECT_EQ(qAlpha(dimmed.pixel(100, 500)), 102);
+    EXPECT_LT(qAlpha(dimmed.pixel(tray.center())), 5);
+    EXPECT_NEAR(qAlpha(dimmed.pixel(tray.center() + QPoint(0, 50))), 51, 6) << "half way out, half dimmed";
     manager.dismissMenuBarPointer();
     EXPECT_EQ(manager.pointerWindow(), nullptr);
+    EXPECT_EQ(manager.highlightWindow(), nullptr);
+    xcb_disconnect(c);
 }
