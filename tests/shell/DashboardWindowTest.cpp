@@ -3,6 +3,7 @@
 // the start button, shows the camera's live picture once the webcam is on,
 // plays a demo over it, and its close button closes it and the camera.
 // Screenshots stay under the build folder for a person to look at.
+#include "ShellFixture.h"
 #include "devices/CameraManager.h"
 #include "platform/runtime/UserDefaultsQSettings.h"
 #include "recording/BookmarkManager.h"
@@ -26,14 +27,6 @@ using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
 namespace {
-
-QApplication& guiApp() {
-    static int argc = 1;
-    static char name[] = "shell_dashboard_window_test";
-    static char* argv[] = {name, nullptr};
-    static QApplication* app = new QApplication(argc, argv);
-    return *app;
-}
 
 struct Denied final : DashboardPermissions, RecordingToggle {
     int toggles = 0;
@@ -87,7 +80,7 @@ void collectAccessible(QAccessibleInterface* node,
 TEST(DashboardWindowTest, RendersOfflineThenTheLiveCameraPlaysADemoAndClosesByItsButton) {
     if (qEnvironmentVariableIsEmpty("DISPLAY")) GTEST_SKIP() << "needs the test X server";
     qputenv("VANTREL_FAKE_CAMERA", "320x240@15");
-    guiApp();
+    test::displayApp();
     test::TempHome home;
     auto store =
         std::make_shared<UserDefaultsQSettings>(QString::fromStdString(home.settingsFile().string()));

@@ -2,6 +2,7 @@
 // size on the page the privileges call for, each page renders (screenshots
 // kept under the build folder for a person to look at), "Start Vantrel"
 // closes it and stores the flag, and the pointer appears at the tray icon.
+#include "ShellFixture.h"
 #include "platform/runtime/UserDefaultsQSettings.h"
 #include "recording/BookmarkManager.h"
 #include "settings/AppSettings.h"
@@ -21,14 +22,6 @@ using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
 namespace {
-
-QGuiApplication& guiApp() {
-    static int argc = 1;
-    static char name[] = "shell_onboarding_window_test";
-    static char* argv[] = {name, nullptr};
-    static QGuiApplication* app = new QGuiApplication(argc, argv);
-    return *app;
-}
 
 // The page strip slides for 1.4 s; twice that leaves room on a loaded machine.
 constexpr auto kPageSettle = 2800ms;
@@ -50,7 +43,7 @@ int dotCenterX(int dot, int current) {
 
 TEST(OnboardingWindowTest, PagesRenderDarkWithTheCurrentDotAndStartVantrelFinishes) {
     if (qEnvironmentVariableIsEmpty("DISPLAY")) GTEST_SKIP() << "needs the test X server";
-    guiApp();
+    test::displayApp();
     test::TempHome home;
     auto store =
         std::make_shared<UserDefaultsQSettings>(QString::fromStdString(home.settingsFile().string()));

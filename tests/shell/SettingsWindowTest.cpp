@@ -3,6 +3,7 @@
 // a person to look at), a row hidden by its switch shortens the card, and
 // Shift+A typed through XTest into the shortcut field is stored as "a" with
 // the shift bit.
+#include "ShellFixture.h"
 #include "devices/DisplayManager.h"
 #include "devices/MediaDeviceManager.h"
 #include "platform/runtime/UserDefaultsQSettings.h"
@@ -52,11 +53,7 @@ int cardBottom(const QImage& shot) {
 
 TEST(SettingsWindowTest, TabsRenderDarkRowsFollowTheirSwitchesAndTheFieldTakesShiftA) {
     if (qEnvironmentVariableIsEmpty("DISPLAY")) GTEST_SKIP() << "needs the test X server";
-    static int argc = 1;
-    static char name[] = "shell_settings_window_test";
-    static char* argv[] = {name, nullptr};
-    static auto* app = new QApplication(argc, argv); // never destroyed: Qt's post routines outlive statics
-    (void)app;
+    test::displayApp();
     test::TempHome home;
     test::ScopedEnv fakeCamera("VANTREL_FAKE_CAMERA", "1");
     auto store =
@@ -88,7 +85,7 @@ TEST(SettingsWindowTest, TabsRenderDarkRowsFollowTheirSwitchesAndTheFieldTakesSh
 
     // The controls carry their labels on the accessibility bus.
     QProcess tool;
-    tool.start(VANTREL_A11Y_TOOL, {"--app", "shell_settings_window_test", "--timeout", "30"});
+    tool.start(VANTREL_A11Y_TOOL, {"--app", QCoreApplication::applicationName(), "--timeout", "30"});
     ASSERT_TRUE(test::waitUntil([&] { return tool.state() == QProcess::NotRunning; }, 60s));
     const QString bus = tool.readAllStandardOutput();
     for (const char* control :

@@ -37,6 +37,17 @@ inline QApplication& guiApp() {
     return *app;
 }
 
+/// The process's QApplication on the test's X server, for tests of real
+/// windows (pixels, XTest input, the accessibility bus); made at first call
+/// and never destroyed, since Qt's post routines outlive statics.
+inline QApplication& displayApp() {
+    static int argc = 1;
+    static char name[] = "vantrel-window-test";
+    static char* argv[] = {name, nullptr};
+    static QApplication* app = new QApplication(argc, argv);
+    return *app;
+}
+
 /// Answers alerts from a queue of responses the test fills; an alert waits
 /// (with the main loop running) until its answer is there.
 class AlertsFake final : public AlertPresenter {
