@@ -51,6 +51,7 @@ protected:
             << "trayer did not start";
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert("QT_QUICK_BACKEND", "software");
+        env.insert("LSAN_OPTIONS", "print_suppressions=0:suppressions=" VANTREL_APP_LSAN_SUPPRESSIONS);
         app.setProcessEnvironment(env);
         app.start(VANTREL_APP, {});
         ASSERT_TRUE(app.waitForStarted());
