@@ -7,6 +7,7 @@
 #include "platform/input/KeyboardLayoutXkb.h"
 #include "platform/input/PointerMappingXInput2.h"
 #include "platform/input/TerminalEchoProc.h"
+#include "platform/input/XInputEventMask.h"
 
 #include <algorithm>
 #include <array>
@@ -166,15 +167,10 @@ struct InputEventsXInput2::Listener {
             connection, xcb_input_xi_query_version(connection, 2, 2), nullptr));
         if (!version || version->major_version < 2) return false;
         xiOpcode = extension->major_opcode;
-        struct {
-            xcb_input_event_mask_t head;
-            uint32_t bits;
-        } mask{};
-        mask.head.deviceid = XCB_INPUT_DEVICE_ALL_MASTER;
-        mask.head.mask_len = 1;
-        mask.bits = XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_KEY_RELEASE |
-                    XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_RELEASE |
-                    XCB_INPUT_XI_EVENT_MASK_RAW_MOTION;
+        XInputEventMask mask(XCB_INPUT_DEVICE_ALL_MASTER,
+                             XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_KEY_RELEASE |
+                                 XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS |
+                                 XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_RELEASE | XCB_INPUT_XI_EVENT_MASK_RAW_MOTION);
         auto error = reply(xcb_request_check(
             connection, xcb_input_xi_select_events_checked(connection, root, 1, &mask.head)));
         return !error;

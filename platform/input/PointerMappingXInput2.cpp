@@ -1,5 +1,7 @@
 #include "platform/input/PointerMappingXInput2.h"
 
+#include "platform/input/XInputEventMask.h"
+
 #include <cstdlib>
 #include <memory>
 #include <xcb/xcb.h>
@@ -31,13 +33,7 @@ void PointerMappingXInput2::start(xcb_connection_t* connection, uint32_t root) {
         // the server reports a map change as this one.
         deviceMappingNotify_ = static_cast<uint8_t>(xinput->first_event + XCB_INPUT_DEVICE_MAPPING_NOTIFY);
         // Devices that come and go: only selectable for all devices at once.
-        struct {
-            xcb_input_event_mask_t head;
-            uint32_t bits;
-        } mask{};
-        mask.head.deviceid = XCB_INPUT_DEVICE_ALL;
-        mask.head.mask_len = 1;
-        mask.bits = XCB_INPUT_XI_EVENT_MASK_HIERARCHY;
+        XInputEventMask mask(XCB_INPUT_DEVICE_ALL, XCB_INPUT_XI_EVENT_MASK_HIERARCHY);
         xcb_input_xi_select_events(connection_, root_, 1, &mask.head);
         readDevices();
     }
