@@ -1,9 +1,10 @@
 #include "VideoFile.h"
 
+#include "FinishWriting.h"
+
 #include "platform/writer/AssetWriter.h"
 
-#include <condition_variable>
-#include <mutex>
+#include <chrono>
 #include <stdexcept>
 #include <thread>
 
@@ -46,17 +47,8 @@ void VideoFile::append(const CVPixelBufferRef& frame, CMTime presentationTime) {
 }
 
 void VideoFile::finish() {
-    std::mutex mutex;
-    std::condition_variable finished;
-    bool done = false;
     input_->markAsFinished();
-    writer_->finishWritingWithCompletionHandler([&] {
-        std::lock_guard lock(mutex);
-        done = true;
-        finished.notify_all();
-    });
-    std::unique_lock lock(mutex);
-    finished.wait(lock, [&] { return done; });
+    finishWritingAndWait(*writer_);
     if (writer_->status() != AVAssetWriterStatus::completed)
         throw std::runtime_error("the video was not finished: " + writer_->error().localizedDescription);
 }
