@@ -6,7 +6,7 @@
 #include <vector>
 
 #ifdef __SSE2__
-#include <emmintrin.h>
+#include <immintrin.h>
 #endif
 
 namespace vantrel::pixel_ops {
@@ -35,11 +35,51 @@ inline void blendPixel(const uint8_t* s, uint8_t* d) {
     }
 }
 
-// Premultiplied `source` over `destination` for `count` pixels. Four at a
-// time with SSE2, giving exactly what blendPixel gives one at a time.
+#ifdef __SSE2__
+// dst · keep / 255, rounded, in 16-bit lanes.
+__attribute__((target("avx2"))) inline __m256i scaledAvx2(__m256i dst16, __m256i keep16, __m256i half) {
+    const __m256i x = _mm256_add_epi16(_mm256_mullo_epi16(dst16, keep16), half);
+    return _mm256_srli_epi16(_mm256_add_epi16(x, _mm256_srli_epi16(x, 8)), 8);
+}
+
+// Eight pixels at a time, the same sums as the SSE2 loop below (unpacking
+// and packing work within each 128-bit half, so the order holds). Returns
+// how many pixels it did.
+__attribute__((target("avx2"))) int blendRowAvx2(const uint8_t* source, uint8_t* destination, int count) {
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i half = _mm256_set1_epi16(128);
+    const __m256i opaque = _mm256_set1_epi8(static_cast<char>(0xFF));
+    const __m256i alphaBytes = _mm256_set1_epi32(static_cast<int>(0x80000000u));
+    int i = 0;
+    for (; i + 8 <= count; i += 8) {
+        const __m256i s = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(source + 4 * i));
+        if (_mm256_testz_si256(s, s)) continue; // nothing to lay down
+        if (_mm256_testc_si256(_mm256_cmpeq_epi8(s, opaque), alphaBytes)) { // covers all eight
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(destination + 4 * i), s);
+            continue;
+        }
+        const __m256i d = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(destination + 4 * i));
+        __m256i alpha = _mm256_srli_epi32(s, 24);
+        alpha = _mm256_or_si256(alpha, _mm256_slli_epi32(alpha, 8));
+        alpha = _mm256_or_si256(alpha, _mm256_slli_epi32(alpha, 16));
+        const __m256i keep = _mm256_xor_si256(alpha, opaque);
+        const __m256i low = scaledAvx2(_mm256_unpacklo_epi8(d, zero), _mm256_unpacklo_epi8(keep, zero), half);
+        const __m256i high = scaledAvx2(_mm256_unpackhi_epi8(d, zero), _mm256_unpackhi_epi8(keep, zero), half);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(destination + 4 * i),
+                            _mm256_adds_epu8(s, _mm256_packus_epi16(low, high)));
+    }
+    return i;
+}
+#endif
+
+// Premultiplied `source` over `destination` for `count` pixels. Eight or
+// four at a time with AVX2 or SSE2, giving exactly what blendPixel gives
+// one at a time.
 void blendRow(const uint8_t* source, uint8_t* destination, int count) {
     int i = 0;
 #ifdef __SSE2__
+    static const bool hasAvx2 = __builtin_cpu_supports("avx2");
+    if (hasAvx2) i = blendRowAvx2(source, destination, count);
     const __m128i zero = _mm_setzero_si128();
     const __m128i half = _mm_set1_epi16(128);
     const __m128i opaque = _mm_set1_epi8(static_cast<char>(0xFF));

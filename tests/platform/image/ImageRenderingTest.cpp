@@ -3,8 +3,11 @@
 #include "platform/image/CIContext.h"
 #include "platform/image/CIFilter.h"
 #include "platform/image/CIImage.h"
+#include "platform/image/SubpixelScale.h"
 
 #include <array>
+#include <cmath>
+#include <vector>
 #include <cstring>
 #include <gtest/gtest.h>
 
@@ -130,4 +133,74 @@ TEST(ImageRenderingTest, AlphaVectorFadesAndAnUnknownFilterIsNone) {
     EXPECT_EQ(at(*faded, 0, 0), (Pixel{0, 0, 128, 128}));
 
     EXPECT_EQ(CIFilter::filterWithName("CIUnknownFilter"), nullptr);
+}
+
+// Laying a picture over another runs eight, four and one pixels at a time:
+// every width gives what the premultiplied formula gives pixel by pixel,
+// through clear, opaque and part-covering runs.
+TEST(ImageRenderingTest, SourceOverGivesTheFormulaAtEveryRowLength) {
+    Rendered r;
+    uint32_t seed = 12345;
+    const auto next = [&] { return seed = seed * 1664525u + 1013904223u, uint8_t(seed >> 24); };
+    for (const int width : {1, 3, 4, 7, 8, 13, 37}) {
+        auto top = CVPixelBuffer::create(width, 1), bottom = CVPixelBuffer::create(width, 1);
+        for (int x = 0; x < width; ++x) {
+            // Runs of eight: clear, opaque, then mixed alphas.
+            const int run = x / 8 % 3;
+            const uint8_t alpha = run == 0 ? 0 : run == 1 ? 255 : next();
+            Pixel s{};
+            for (int c = 0; c < 3; ++c)
+                s[c] = alpha ? uint8_t(next() % (alpha + 1)) : 0;
+            s[3] = alpha;
+            put(*top, x, 0, s);
+            put(*bottom, x, 0, {next(), next(), next(), 255});
+        }
+        const auto out = r.render(CIImage::fromPixelBuffer(top).compositedOver(CIImage::fromPixelBuffer(bottom)),
+                                  width, 1);
+        for (int x = 0; x < width; ++x) {
+            const Pixel s = at(*top, x, 0), d = at(*bottom, x, 0), o = at(*out, x, 0);
+            for (int c = 0; c < 4; ++c) {
+                const unsigned product = d[c] * (255u - s[3]) + 128;
+                EXPECT_EQ(o[c], uint8_t(s[c] + ((product + (product >> 8)) >> 8)))
+                    << "width " << width << ", pixel " << x << ", channel " << c;
+            }
+        }
+    }
+}
+
+// An enlargement's columns are filtered eight at a time where the processor
+// can, the rest by libyuv's kernel: both give each channel
+// (p0 · (127 − f) + p1 · f) >> 7 at the fraction f (seven bits) the target
+// centre falls on, and repeat the edge pixel beyond the outer centres.
+TEST(ImageRenderingTest, EnlargedColumnsGiveTheFilterSumsAtEveryScaleAndOffset) {
+    constexpr int kSourceWidth = 61, kTargetWidth = 150;
+    std::vector<uint8_t> sourcePixels(4 * kSourceWidth), targetPixels(4 * kTargetWidth);
+    uint32_t seed = 99;
+    for (auto& byte : sourcePixels)
+        byte = uint8_t((seed = seed * 1664525u + 1013904223u) >> 24);
+    const pixel_ops::Surface source{sourcePixels.data(), sourcePixels.size(), kSourceWidth, 1};
+    const pixel_ops::Surface target{targetPixels.data(), targetPixels.size(), kTargetWidth, 1};
+    pixel_ops::ScaleWork work;
+    for (const double scale : {1.0, 1.37, 2.0, 3.1})
+        for (const double offset : {-7.25, 0.0, 0.4, 3.9}) {
+            pixel_ops::scaleBilinear(source, {scale, offset, 1, 0}, target, target.bounds(), work);
+            const int64_t step = std::llround(65536 / scale);
+            const int64_t first = std::llround(((0.5 - offset) / scale - 0.5) * 65536);
+            for (int x = 0; x < kTargetWidth; ++x) {
+                const int64_t at = first + x * step;
+                const int whole = int(at >> 16), f = int(at >> 9) & 0x7f;
+                for (int c = 0; c < 4; ++c) {
+                    int expected;
+                    if (at < 0)
+                        expected = sourcePixels[size_t(c)];
+                    else if (whole >= kSourceWidth - 1)
+                        expected = sourcePixels[4 * size_t(kSourceWidth - 1) + size_t(c)];
+                    else
+                        expected = (sourcePixels[4 * size_t(whole) + size_t(c)] * (127 - f) +
+                                    sourcePixels[4 * size_t(whole + 1) + size_t(c)] * f) >> 7;
+                    ASSERT_EQ(targetPixels[4 * size_t(x) + size_t(c)], expected)
+                        << "scale " << scale << ", offset " << offset << ", column " << x << ", channel " << c;
+                }
+            }
+        }
 }
