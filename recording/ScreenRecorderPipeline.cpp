@@ -8,6 +8,8 @@
 #include "platform/core/ConsoleLine.h"
 #include "platform/runtime/SecurityScopedBookmark.h"
 
+#include <algorithm>
+
 namespace vantrel {
 
 namespace {
@@ -56,6 +58,25 @@ std::optional<WriterSet> makeWriterSet(const URL& url, const AppSettingsSnapshot
     return set;
 }
 
+// The encoders' queues carry bursts (a scroll, the start) across, up to
+// half a second of 1080p each, with what a recording's memory budget leaves
+// after the rest: the program, and per pixel of the picture each x265
+// encoder's own pictures (about 64 bytes) and the capture and engine
+// buffers (24). Two 1080p files leave nothing, and each keeps a few frames:
+// two encoders sharing two cores cannot keep up with a busy screen, and a
+// long queue would only stay full. Two 720p files still get half a second.
+size_t encoderQueueMemory(int width, int height, int files) {
+    constexpr size_t kRecordingMemory = 350u << 20;
+    constexpr size_t kProgramMemory = 52u << 20;
+    constexpr size_t kEncoderBytesPerPixel = 64;
+    constexpr size_t kBufferBytesPerPixel = 24;
+    constexpr size_t kMaxQueueMemory = 96u << 20;
+    const size_t pixels = size_t(std::max(width, 0)) * size_t(std::max(height, 0));
+    const size_t taken = kProgramMemory + pixels * (kEncoderBytesPerPixel * size_t(files) + kBufferBytesPerPixel);
+    const size_t left = taken < kRecordingMemory ? kRecordingMemory - taken : 0;
+    return std::min(kMaxQueueMemory, left / size_t(files));
+}
+
 } // namespace
 
 std::shared_ptr<RecordingPipeline> ScreenRecorder::makePipeline(int width, int height,
@@ -68,11 +89,7 @@ std::shared_ptr<RecordingPipeline> ScreenRecorder::makePipeline(int width, int h
     std::optional<AudioOutputSettings> audioSettings;
     if (settings.enableMicAudio || settings.enableSystemAudio) audioSettings = recordingAudioSettings();
 
-    // The encoders' queues carry bursts (a scroll, the start) across: half a
-    // second of 1080p for one file; the full-screen copy halves what each
-    // file may keep, since two encoders already take most of the memory.
-    constexpr size_t kQueueMemory = 96u << 20;
-    const size_t queueMemory = files.fullURL ? kQueueMemory / 2 : kQueueMemory;
+    const size_t queueMemory = encoderQueueMemory(width, height, files.fullURL ? 2 : 1);
     NSError error;
     auto zoomed = makeWriterSet(files.zoomedURL, settings, videoSettings, attributes, audioSettings, queueMemory, error);
     std::optional<WriterSet> full;

@@ -134,6 +134,9 @@ public:
     /// Samples taken, and samples dropped (not ready, or lost in the encoder).
     uint64_t appendedCount() const;
     uint64_t droppedCount() const;
+    /// Video frames taken that showed the last taken picture again: no
+    /// sample of their own, the one before lasts until the next.
+    uint64_t repeatedCount() const;
 
     class Impl;
     Impl& impl() { return *impl_; }

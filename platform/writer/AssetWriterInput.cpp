@@ -33,12 +33,13 @@ bool AVAssetWriterInput::Impl::openEncoder(std::shared_ptr<AssetWriterCore> core
     if (!video_) return audio_ != nullptr;
 
     // As many queued frames as the memory allows, up to the longest queue;
-    // two pictures more: the one being converted and the one being encoded.
+    // three pictures more: the one being converted, the one being encoded
+    // and the held one, which may be neither queued nor free.
     const auto* c = video_->context();
     const size_t pictureBytes = static_cast<size_t>(c->width) * c->height * 3 / 2;
     const size_t queued = std::clamp(videoQueueBytes / pictureBytes, kMinVideoQueueFrames + 2,
                                      kMaxVideoQueueFrames + 2) - 2;
-    for (size_t i = 0; i < queued + 2; ++i) {
+    for (size_t i = 0; i < queued + 3; ++i) {
         AVFrame* picture = video_->makePicture();
         if (!picture) {
             *error = "Out of memory for video frames.";
@@ -47,6 +48,7 @@ bool AVAssetWriterInput::Impl::openEncoder(std::shared_ptr<AssetWriterCore> core
         pictures_.push_back(picture);
         freePictures_.push_back(static_cast<int>(i));
     }
+    pictureUse_.assign(pictures_.size(), 0);
     ring_.resize(queued);
     policy_ = std::make_unique<VideoQueuePolicy>(queued);
     return true;
@@ -88,8 +90,22 @@ void AVAssetWriterInput::Impl::abortAndJoin() {
     dropQueueLocked();
 }
 
+void AVAssetWriterInput::Impl::endUseLocked(int picture, uint8_t use) {
+    if (picture < 0) return;
+    pictureUse_[picture] &= ~use;
+    if (pictureUse_[picture] == 0) freePictures_.push_back(picture);
+}
+
 void AVAssetWriterInput::Impl::releasePictureLocked(int picture) {
-    if (picture >= 0) freePictures_.push_back(picture);
+    endUseLocked(picture, kQueuedUse);
+}
+
+void AVAssetWriterInput::Impl::holdPictureLocked(int picture, int64_t timeNs) {
+    endUseLocked(heldPicture_, kHeldUse);
+    heldPicture_ = picture;
+    pictureUse_[picture] |= kHeldUse;
+    heldTimeNs_ = timeNs;
+    repeatTimeNs_ = -1;
 }
 
 void AVAssetWriterInput::Impl::dropQueueLocked() {
@@ -134,7 +150,10 @@ bool AVAssetWriterInput::Impl::push(Item item) {
         ++dropped;
         return false;
     }
-    if (policy_) policy_->pushed(item.timeNs);
+    if (policy_) policy_->pushed();
+    // Held in the same breath as queued: the worker may be done with it
+    // before this thread locks again.
+    if (item.picture >= 0) holdPictureLocked(item.picture, item.timeNs);
     queuedSeconds_ += item.seconds;
     ring_[(head_ + count_) % ring_.size()] = std::move(item);
     ++count_;
@@ -158,15 +177,35 @@ bool AVAssetWriterInput::Impl::enqueueVideo(CVPixelBufferRef image, CMTime time)
         }
         picture = freePictures_.back();
         freePictures_.pop_back();
+        pictureUse_[picture] = kQueuedUse;
     }
     // Only this thread touches a picture between taking it and queueing it.
     const bool converted = video_->convert(*image, pictures_[picture]);
     image.reset(); // the caller's buffer may go back to its pool now
+    if (converted && repeatsHeld(picture, timeNs)) return true;
     if (converted && push(Item{picture, nullptr, timeNs, 0})) return true;
     std::lock_guard lock(mutex_);
     releasePictureLocked(picture);
     if (!converted) ++dropped;
     return false;
+}
+
+bool AVAssetWriterInput::Impl::repeatsHeld(int picture, int64_t timeNs) {
+    int held;
+    {
+        std::lock_guard lock(mutex_);
+        held = heldPicture_;
+        if (held < 0 || timeNs - heldTimeNs_ >= kMaxRepeatNs || timeNs <= heldTimeNs_) return false;
+    }
+    // The held picture is only read, here and by the encoder, until this
+    // thread queues the next one.
+    if (!VideoEncoderHevc::samePicture(*pictures_[held], *pictures_[picture])) return false;
+    std::lock_guard lock(mutex_);
+    if (!acceptingLocked()) return false;
+    releasePictureLocked(picture);
+    repeatTimeNs_ = timeNs;
+    ++repeated;
+    return true;
 }
 
 bool AVAssetWriterInput::Impl::enqueueAudio(const CMSampleBufferRef& sample) {
@@ -212,6 +251,7 @@ void AVAssetWriterInput::Impl::run() {
         dropQueueLocked();
         return;
     }
+    if (video_) encodePendingRepeat();
     {
         const auto sink = [this](AVPacket* p) { return writePacket(p, streamTimeBase()); };
         if (video_)
@@ -219,6 +259,21 @@ void AVAssetWriterInput::Impl::run() {
         else
             audio_->flush(sink);
     }
+}
+
+void AVAssetWriterInput::Impl::encodePendingRepeat() {
+    Item item;
+    {
+        std::lock_guard lock(mutex_);
+        if (repeatTimeNs_ < 0 || heldPicture_ < 0) return;
+        item.picture = heldPicture_;
+        item.timeNs = repeatTimeNs_;
+        repeatTimeNs_ = -1;
+    }
+    // Its frame now has a sample of its own.
+    --repeated;
+    ++appended;
+    process(item);
 }
 
 void AVAssetWriterInput::Impl::process(Item& item) {
@@ -287,6 +342,9 @@ uint64_t AVAssetWriterInput::appendedCount() const {
 }
 uint64_t AVAssetWriterInput::droppedCount() const {
     return impl_->dropped;
+}
+uint64_t AVAssetWriterInput::repeatedCount() const {
+    return impl_->repeated;
 }
 
 std::shared_ptr<AVAssetWriterInputPixelBufferAdaptor>

@@ -5,6 +5,14 @@
 // the caller's thread, into one of the input's own pictures, so that the
 // caller's buffer (a capture or engine buffer from a small pool) goes back
 // at once and the queue can be long.
+//
+// A screen at rest gives the same picture sixty times a second, and encoding
+// each costs x265 as much as a picture that changed. A frame that repeats
+// the last queued one is therefore not encoded: that frame's sample lasts
+// until the next one. At least ten samples a second are still written, so
+// that a file cut short by a crash holds the picture to within 0.1 s of its
+// end and no reader sees a frame lasting seconds; the last repeat before the
+// end is encoded at its own time, so the track lasts as long as it was fed.
 
 #include "platform/writer/AssetWriter.h"
 #include "platform/writer/AssetWriterCore.h"
@@ -31,6 +39,9 @@ public:
     /// Audio runs are small and cheap to encode: half a second of them.
     static constexpr double kAudioQueueSeconds = 0.5;
     static constexpr size_t kAudioQueueRuns = 128;
+    /// A repeat this long after the last sample gets a sample of its own:
+    /// at 60 or 30 fps the one 0.1 s on, so samples are never further apart.
+    static constexpr int64_t kMaxRepeatNs = 90'000'000;
 
     Impl(AVMediaType mediaType, AVOutputSettings settings);
     ~Impl();
@@ -58,6 +69,7 @@ public:
 
     std::atomic<uint64_t> appended{0};
     std::atomic<uint64_t> dropped{0};
+    std::atomic<uint64_t> repeated{0};
 
 private:
     struct Item {
@@ -70,7 +82,15 @@ private:
     bool acceptingLocked() const;
     bool fullLocked() const;
     bool push(Item item);
+    /// Whether a frame at `timeNs` just converted into `picture` shows the
+    /// last queued picture again, soon enough to be carried by its sample.
+    bool repeatsHeld(int picture, int64_t timeNs);
+    /// Ends one use of a picture; one in no use is free again.
+    void endUseLocked(int picture, uint8_t use);
     void releasePictureLocked(int picture);
+    void holdPictureLocked(int picture, int64_t timeNs);
+    /// Encodes the last repeat carried by the held picture at its own time.
+    void encodePendingRepeat();
     void dropQueueLocked();
     void run();
     void process(Item& item);
@@ -84,6 +104,13 @@ private:
     // Video: the pictures frames wait in, the free ones, and the rules of the queue.
     std::vector<AVFrame*> pictures_;
     std::vector<int> freePictures_;
+    // A picture is free when neither queued (waiting or being encoded) nor
+    // held as the last queued one, which the next frame is compared with.
+    enum PictureUse : uint8_t { kQueuedUse = 1, kHeldUse = 2 };
+    std::vector<uint8_t> pictureUse_;
+    int heldPicture_ = -1;
+    int64_t heldTimeNs_ = 0;
+    int64_t repeatTimeNs_ = -1; // the latest repeat carried by the held picture
     std::unique_ptr<VideoQueuePolicy> policy_;
 
     std::mutex mutex_;

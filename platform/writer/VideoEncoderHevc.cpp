@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <dlfcn.h>
 #include <unistd.h>
 #include <vector>
@@ -217,6 +218,20 @@ bool VideoEncoderHevc::convert(const CVPixelBuffer& image, AVFrame* picture) con
     const YuvPlanes planes{picture->data[0], picture->linesize[0], picture->data[1],
                            picture->linesize[1], picture->data[2], picture->linesize[2]};
     convertBgraToI420Bt709(image.baseAddress(), image.bytesPerRow(), picture->width, picture->height, planes);
+    return true;
+}
+
+bool VideoEncoderHevc::samePicture(const AVFrame& a, const AVFrame& b) {
+    if (a.width != b.width || a.height != b.height) return false;
+    // Row by row: the padding at the end of a row is never written.
+    for (int plane = 0; plane < 3; ++plane) {
+        const int width = plane == 0 ? a.width : (a.width + 1) / 2;
+        const int height = plane == 0 ? a.height : (a.height + 1) / 2;
+        for (int y = 0; y < height; ++y)
+            if (std::memcmp(a.data[plane] + size_t(y) * a.linesize[plane],
+                            b.data[plane] + size_t(y) * b.linesize[plane], size_t(width)) != 0)
+                return false;
+    }
     return true;
 }
 

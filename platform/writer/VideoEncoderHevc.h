@@ -46,6 +46,8 @@ public:
     /// image is not of the size the encoder was opened for. Any thread: it
     /// reads nothing that encoding changes.
     bool convert(const CVPixelBuffer& image, AVFrame* picture) const;
+    /// Whether two of makePicture's pictures hold the same pixels.
+    static bool samePicture(const AVFrame& a, const AVFrame& b);
     /// Encodes a converted picture at `pts`, which must grow from call to
     /// call; the picture may be converted into again once this returns.
     /// False when the encoder failed (the frame is lost) or the sink refused a packet.

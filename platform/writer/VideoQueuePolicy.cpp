@@ -5,32 +5,25 @@
 namespace vantrel {
 
 VideoQueuePolicy::VideoQueuePolicy(size_t maxFrames, int64_t maxSpanNs)
-    : times_(std::max<size_t>(1, maxFrames)), maxSpanNs_(maxSpanNs) {}
+    : maxFrames_(std::max<size_t>(1, maxFrames)), maxSpanNs_(maxSpanNs) {}
 
 double VideoQueuePolicy::fill() const {
-    if (count_ == 0) return 0;
-    const int64_t span = times_[(head_ + count_ - 1) % times_.size()] - times_[head_];
-    return std::max(double(count_) / double(times_.size()), double(span) / double(maxSpanNs_));
+    return double(count_) / double(maxFrames_);
 }
 
 bool VideoQueuePolicy::hasRoom() const {
-    return count_ < times_.size() && fill() < 1.0;
+    return count_ < maxFrames_;
 }
 
-void VideoQueuePolicy::pushed(int64_t frameTimeNs) {
-    if (count_ == times_.size()) return;
-    times_[(head_ + count_) % times_.size()] = frameTimeNs;
-    ++count_;
+void VideoQueuePolicy::pushed() {
+    if (count_ < maxFrames_) ++count_;
 }
 
 void VideoQueuePolicy::popped() {
-    if (count_ == 0) return;
-    head_ = (head_ + 1) % times_.size();
-    --count_;
+    if (count_ > 0) --count_;
 }
 
 void VideoQueuePolicy::clear() {
-    head_ = 0;
     count_ = 0;
 }
 

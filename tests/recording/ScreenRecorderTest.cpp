@@ -72,9 +72,13 @@ protected:
     }
 
     /// Hands a sample to the recorder on its sample queue, once the video
-    /// inputs can take it, as the stream would.
+    /// inputs can take it, as the stream would. Frames come at a stream's
+    /// pace, 30 a second: an encoder kept full for half a second halves the
+    /// rate it takes, and a 640x360 x265 encoder does several times 30 fps
+    /// even on a loaded machine.
     void feed(const CMSampleBufferRef& sample, SCStreamOutputType type) {
         if (auto pipeline = recorder->currentPipeline(); pipeline && type == SCStreamOutputType::screen) {
+            std::this_thread::sleep_for(33ms);
             for (const auto& input : {pipeline->zoomedVideoInput, pipeline->fullVideoInput})
                 while (input && !input->isReadyForMoreMediaData())
                     std::this_thread::sleep_for(2ms);
@@ -82,9 +86,11 @@ protected:
         recorder->outputQueue->sync([&] { recorder->handleStreamSample(sample, type); });
     }
 
+    // Each frame a shade of its own (two steps apart, which 4:2:0 keeps
+    // apart): repeats of one picture would share a sample.
     CMSampleBufferRef frameAt(CMTime time) {
         auto picture = CVPixelBuffer::create(640, 360);
-        std::memset(picture->baseAddress(), 0x80, picture->bytesPerRow() * 360);
+        std::memset(picture->baseAddress(), 0x20 + 2 * (frameShade_++ % 96), picture->bytesPerRow() * 360);
         return CMSampleBuffer::makeVideo(picture, time);
     }
 
@@ -94,6 +100,7 @@ protected:
                                          {{CMTimeMake(int64_t(frames), 48000), time, CMTime::invalid()}});
     }
 
+    int frameShade_ = 0;
     TempHome home;
     fs::path out;
     std::shared_ptr<DisplayListFake> displays = std::make_shared<DisplayListFake>();

@@ -2,15 +2,15 @@
 // (and a tone as system audio) to the MP4 writer, the way the capture queue
 // does, and tells how many it wrote, how many it had to drop, and how long
 // finishing the file took.
+#include "render/FinishWriting.h"
+
 #include "platform/writer/AssetWriter.h"
 
 #include <chrono>
 #include <cmath>
-#include <condition_variable>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -133,28 +133,20 @@ int main(int argc, char** argv) try {
     const double offeredSeconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
 
-    std::mutex m;
-    std::condition_variable cv;
-    bool done = false;
     const auto finishStart = std::chrono::steady_clock::now();
-    writer->finishWritingWithCompletionHandler([&] {
-        std::lock_guard lock(m);
-        done = true;
-        cv.notify_all();
-    });
-    {
-        std::unique_lock lock(m);
-        cv.wait(lock, [&] { return done; });
-    }
+    tools::finishWritingAndWait(*writer);
     const double finishMs =
         std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - finishStart).count();
 
     const uint64_t written = videoInput->appendedCount();
     std::printf("encoder %s, %dx%d, %.1f s offered at %d fps\n", writer->videoEncoderName().c_str(), o.width,
                 o.height, offeredSeconds, kFramesPerSecond);
-    std::printf("frames offered %d, written %llu (%.1f fps), dropped %llu\n", total,
-                static_cast<unsigned long long>(written), written / offeredSeconds,
+    const uint64_t repeats = videoInput->repeatedCount();
+    std::printf("frames offered %d, kept %llu (%.1f fps), dropped %llu\n", total,
+                static_cast<unsigned long long>(written + repeats), (written + repeats) / offeredSeconds,
                 static_cast<unsigned long long>(videoInput->droppedCount()));
+    std::printf("of those kept: %llu encoded, %llu repeats of the picture before (carried by its sample)\n",
+                static_cast<unsigned long long>(written), static_cast<unsigned long long>(repeats));
     std::printf("finish %.0f ms, status %d, file %s (%.1f MB)\n", finishMs,
                 static_cast<int>(writer->status()), o.out.c_str(), std::filesystem::file_size(o.out) / 1e6);
     return writer->status() == AVAssetWriterStatus::completed ? 0 : 1;

@@ -1,5 +1,6 @@
 #include "FlashScene.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <csignal>
@@ -25,6 +26,10 @@ constexpr float kToneAmplitude = 0.5f;
 // pacat's own buffer never hold more than a step or two, so the tone leaves
 // for the server within a few milliseconds of the flash.
 constexpr auto kStep = std::chrono::milliseconds(2);
+// Eight shades, a step every 8 ms: frames a 60 fps capture takes one after
+// the other are always of different shades.
+constexpr auto kShadeStep = std::chrono::milliseconds(8);
+constexpr int kShades = 8;
 constexpr int kStepFrames = kRate * 2 / 1000;
 // pacat starts playing once its buffer holds its latency; this much silence
 // goes first so that it never runs dry afterwards.
@@ -79,6 +84,9 @@ struct SceneWindow {
     xcb_connection_t* c = nullptr;
     xcb_window_t window = 0;
     uint32_t black = 0, white = 0;
+    xcb_gcontext_t gc = 0;
+    static constexpr int kPatchSide = 64;
+    xcb_rectangle_t patch{0, 0, kPatchSide, kPatchSide};
 
     SceneWindow() {
         c = xcb_connect(nullptr, nullptr);
@@ -93,6 +101,14 @@ struct SceneWindow {
                           screen->height_in_pixels, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
                           XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
         xcb_map_window(c, window);
+        gc = xcb_generate_id(c);
+        xcb_create_gc(c, gc, window, 0, nullptr);
+        // The patch sits on the pointer, where the recorder's camera looks.
+        if (auto* pointer = xcb_query_pointer_reply(c, xcb_query_pointer(c, screen->root), nullptr)) {
+            patch.x = int16_t(std::max(0, pointer->root_x - kPatchSide / 2));
+            patch.y = int16_t(std::max(0, pointer->root_y - kPatchSide / 2));
+            free(pointer);
+        }
         sync();
     }
     ~SceneWindow() { xcb_disconnect(c); }
@@ -100,6 +116,17 @@ struct SceneWindow {
         const uint32_t pixel = lit ? white : black;
         xcb_change_window_attributes(c, window, XCB_CW_BACK_PIXEL, &pixel);
         xcb_clear_area(c, 0, window, 0, 0, 0, 0);
+    }
+    // A small patch a few levels off black or white (a TrueColor visual, as
+    // Xvfb's), in another shade every 8 ms: a picture that never repeats, so
+    // that the recorder gives every captured frame a sample of its own and
+    // the frame before a flash lies one frame back. Small, so that neither
+    // the X server nor the encoder works harder than for a still screen.
+    void shadePatch(bool lit, int shade) {
+        const uint32_t step = 0x010101u * uint32_t(2 * shade);
+        const uint32_t pixel = lit ? white - step : black + step;
+        xcb_change_gc(c, gc, XCB_GC_FOREGROUND, &pixel);
+        xcb_poly_fill_rectangle(c, window, gc, 1, &patch);
         xcb_flush(c);
     }
     void sync() { free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr)); }
@@ -131,16 +158,20 @@ std::vector<double> runFlashScene(const FlashSceneOptions& options) {
     std::vector<float> step(kStepFrames * kChannels);
     int64_t toneFrame = 0;
     bool lit = false;
+    int lastShade = 0;
     for (auto tick = start; tick < at(total); tick += kStep) {
         std::this_thread::sleep_until(tick);
         const double t = std::chrono::duration<double>(tick - start).count() - options.leadSeconds;
         const int flash = t < 0 ? -1 : static_cast<int>(t / options.intervalSeconds);
         const double into = flash < 0 ? -1 : t - flash * options.intervalSeconds;
         const bool white = flash >= 0 && into < options.whiteSeconds;
-        if (white != lit) {
-            if (white) flashTimes.push_back(hostSeconds(Clock::now()));
-            scene.fill(white);
+        const int shade = int((tick - start) / kShadeStep) % kShades;
+        if (white != lit || shade != lastShade) {
+            if (white && !lit) flashTimes.push_back(hostSeconds(Clock::now()));
+            if (white != lit) scene.fill(white);
+            scene.shadePatch(white, shade);
             lit = white;
+            lastShade = shade;
         }
         const bool tone = flash >= 0 && into < options.toneSeconds;
         if (!tone) toneFrame = 0;

@@ -179,8 +179,8 @@ void RecordRun::reportProgress() {
     for (size_t i = 0; i < files_.size(); ++i) {
         const auto& input = files_[i].videoInput;
         line += files_.size() == 1 ? "  " : (i == 0 ? "  zoomed " : "  full ");
-        line += std::to_string(input->appendedCount()) + " frames, " + std::to_string(input->droppedCount()) +
-                " dropped";
+        line += std::to_string(input->appendedCount() + input->repeatedCount()) + " frames, " +
+                std::to_string(input->droppedCount()) + " dropped";
     }
     std::fprintf(stderr, progressOnTerminal_ ? "\r%s\033[K" : "%s\n", line.c_str());
     std::fflush(stderr);
@@ -192,9 +192,11 @@ void RecordRun::printResults() {
     for (const auto& file : files_)
         std::fprintf(results_, "%s\n", file.path.c_str());
     for (const auto& file : files_)
-        std::fprintf(results_, "frames=%llu dropped=%llu\n",
-                     static_cast<unsigned long long>(file.videoInput->appendedCount()),
-                     static_cast<unsigned long long>(file.videoInput->droppedCount()));
+        std::fprintf(results_, "frames=%llu dropped=%llu repeats=%llu\n",
+                     static_cast<unsigned long long>(file.videoInput->appendedCount() +
+                                                     file.videoInput->repeatedCount()),
+                     static_cast<unsigned long long>(file.videoInput->droppedCount()),
+                     static_cast<unsigned long long>(file.videoInput->repeatedCount()));
     std::fflush(results_);
 }
 

@@ -206,6 +206,40 @@ TEST_F(AssetWriterTest, TracksKeepTheirPlaceInTimeAcrossLateStartsAndGaps) {
     EXPECT_LT(pauseEnergy, playEnergy * 1e-3);
 }
 
+// A still screen is not encoded sixty times a second: its repeats are
+// carried by the sample before, at least ten samples a second are written,
+// and the last repeat still ends the track at its own time.
+TEST_F(AssetWriterTest, RepeatedPicturesAreCarriedByTheSampleBeforeUpToATenthOfASecond) {
+    TestRecording r = makeRecording(file, 320, 240, 0);
+    ASSERT_TRUE(r.writer->startWriting());
+    auto still = CVPixelBuffer::create(320, 240), changed = CVPixelBuffer::create(320, 240);
+    drawMovingPattern(*still, 0);
+    drawMovingPattern(*changed, 7);
+    const CMTime base = CMClockGetHostTime();
+    r.writer->startSessionAtSourceTime(base);
+    constexpr int kFrames = 90; // 1 s still, then a change held for 0.5 s
+    for (int i = 0; i < kFrames; ++i) {
+        waitReady(*r.video);
+        ASSERT_TRUE(r.adaptor->appendPixelBuffer(i < 60 ? still : changed, hostTimeAfter(base, i / 60.0)));
+    }
+    ASSERT_TRUE(finishAndWait(*r.writer, kFinishTimeout));
+    EXPECT_EQ(r.video->appendedCount() + r.video->repeatedCount(), uint64_t(kFrames));
+    EXPECT_EQ(r.video->droppedCount(), 0u);
+    const auto packets = probeVideoPackets(file);
+    ASSERT_EQ(packets.size(), r.video->appendedCount());
+    EXPECT_LT(packets.size(), 25u) << "repeats were encoded";
+    std::vector<double> times;
+    for (const auto& packet : packets)
+        times.push_back(packet.ptsSeconds);
+    std::sort(times.begin(), times.end());
+    for (size_t k = 1; k < times.size(); ++k)
+        EXPECT_LE(times[k] - times[k - 1], 0.1 + 1e-3) << "at " << times[k];
+    EXPECT_TRUE(std::any_of(times.begin(), times.end(), [](double t) { return std::abs(t - 1.0) < 1e-3; }))
+        << "the change has its own sample at 1 s";
+    EXPECT_NEAR(times.back(), (kFrames - 1) / 60.0, 1e-3) << "the last repeat ends the track";
+    EXPECT_EQ(decodedVideoFrames(file), int(packets.size()));
+}
+
 // The caller's thread never waits for the encoder.
 
 TEST_F(AssetWriterTest, AppendsNeverBlockAndWhatCannotBeTakenIsCountedAsDropped) {
