@@ -7,6 +7,7 @@
 
 #include <fstream>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -145,8 +146,14 @@ TEST_F(WorkspaceTest, SettingsPanesOpenTheDesktopsSettingsOrSayWhatToDoAndFolder
         EXPECT_NE(output.find("video"), std::string::npos);
     }
     EXPECT_TRUE(NSWorkspace::openURL("/tmp/some folder"));
-    ASSERT_TRUE(test::waitUntil([&] { return fs::exists(home.home() / "launched"); }, std::chrono::seconds(10)));
-    std::string line;
-    std::getline(std::ifstream(home.home() / "launched"), line);
-    EXPECT_EQ(line, (bin() / "xdg-open").string() + " /tmp/some folder");
+    // The shell creates the file before its echo lands in it: wait for the whole line, not the file.
+    std::string launched;
+    ASSERT_TRUE(test::waitUntil(
+        [&] {
+            std::ifstream file(home.home() / "launched");
+            launched.assign(std::istreambuf_iterator<char>(file), {});
+            return launched.ends_with('\n');
+        },
+        std::chrono::seconds(30)));
+    EXPECT_EQ(launched, (bin() / "xdg-open").string() + " /tmp/some folder\n");
 }
