@@ -73,8 +73,10 @@ struct SCStreamConfiguration {
     bool excludesCurrentProcessAudio = false;
     int sampleRate = 48000;
     int channelCount = 2;
-    /// Frames that may be on their way to the output at once.
-    int queueDepth = 3;
+    /// Frames that may be on their way to the output at once. Two keep the
+    /// grab of the next frame beside the work on the last; a third would
+    /// only wait behind them, a frame late and a shared frame of memory more.
+    int queueDepth = 2;
 };
 
 enum class SCStreamOutputType : int { screen = 0, audio = 1 };
