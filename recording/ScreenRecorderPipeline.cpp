@@ -61,15 +61,16 @@ std::optional<WriterSet> makeWriterSet(const URL& url, const AppSettingsSnapshot
 // The encoders' queues carry bursts (a scroll, the start) across, up to
 // half a second of 1080p each, with what a recording's memory budget leaves
 // after the rest: the program, and per pixel of the picture each x265
-// encoder's own pictures (about 64 bytes) and the capture and engine
-// buffers (24). Two 1080p files leave nothing, and each keeps a few frames:
+// encoder's own pictures (about 60 bytes, counted as 64) and the capture
+// and engine buffers (two grabbed frames and one rendered one: 12). Two
+// 1080p files leave almost nothing, and each keeps a few frames:
 // two encoders sharing two cores cannot keep up with a busy screen, and a
 // long queue would only stay full. Two 720p files still get half a second.
 size_t encoderQueueMemory(int width, int height, int files) {
     constexpr size_t kRecordingMemory = 350u << 20;
     constexpr size_t kProgramMemory = 52u << 20;
     constexpr size_t kEncoderBytesPerPixel = 64;
-    constexpr size_t kBufferBytesPerPixel = 24;
+    constexpr size_t kBufferBytesPerPixel = 12;
     constexpr size_t kMaxQueueMemory = 96u << 20;
     const size_t pixels = size_t(std::max(width, 0)) * size_t(std::max(height, 0));
     const size_t taken = kProgramMemory + pixels * (kEncoderBytesPerPixel * size_t(files) + kBufferBytesPerPixel);

@@ -33,9 +33,10 @@ public:
     /// steps down before a queue stays full). The pictures are reserved when
     /// the encoder opens and touched only when a burst fills them.
     static constexpr size_t kDefaultVideoQueueBytes = 96u << 20;
-    /// At most half a second at 60 fps, at least enough to smooth jitter.
+    /// At most half a second at 60 fps. At least two: x265 keeps a few
+    /// pictures of its own in flight, which smooth its jitter already.
     static constexpr size_t kMaxVideoQueueFrames = 31;
-    static constexpr size_t kMinVideoQueueFrames = 3;
+    static constexpr size_t kMinVideoQueueFrames = 2;
     /// Audio runs are small and cheap to encode: half a second of them.
     static constexpr double kAudioQueueSeconds = 0.5;
     static constexpr size_t kAudioQueueRuns = 128;
