@@ -6,7 +6,8 @@
 // drops, CPU and peak memory of each, and the ratio of ours to ffmpeg's,
 // and for each of our files the longest gap between frames in its first half
 // second (where the encoders start). --size WxH records a monitor of that
-// size at the top left of the screen (added with xrandr --setmonitor).
+// size at the top left of the screen (added with xrandr --setmonitor);
+// --seconds N runs each recorder for N seconds instead of ten.
 #include <xcb/xcb.h>
 
 #include <algorithm>
@@ -31,7 +32,7 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-constexpr int kSeconds = 10;
+constexpr int kDefaultSeconds = 10;
 
 /// A 640x480 window that crosses the screen and repaints itself every frame.
 [[noreturn]] void paintBusyWindow() {
@@ -146,14 +147,17 @@ fs::path selfDirectory() {
 int main(int argc, char** argv) {
     bool full = false;
     int width = 1920, height = 1080;
+    int seconds = kDefaultSeconds;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--full") == 0)
             full = true;
         else if (std::strcmp(argv[i], "--size") == 0 && i + 1 < argc &&
                  std::sscanf(argv[i + 1], "%dx%d", &width, &height) == 2)
             ++i;
+        else if (std::strcmp(argv[i], "--seconds") == 0 && i + 1 < argc && std::atoi(argv[i + 1]) > 0)
+            seconds = std::atoi(argv[++i]);
         else {
-            std::cerr << "usage: vantrel-bench-record [--full] [--size WxH]\n";
+            std::cerr << "usage: vantrel-bench-record [--full] [--size WxH] [--seconds N]\n";
             return 2;
         }
     }
@@ -179,7 +183,7 @@ int main(int argc, char** argv) {
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
 
     std::vector<std::string> ours = {(selfDirectory() / "vantrel-record").string(), "--seconds",
-                                     std::to_string(kSeconds), "--out", (work / "ours").string()};
+                                     std::to_string(seconds), "--out", (work / "ours").string()};
     if (full) ours.push_back("--full");
     if (monitor) {
         const std::string geometry = std::to_string(width) + "/0x" + std::to_string(height) + "/0+0+0";
@@ -190,7 +194,7 @@ int main(int argc, char** argv) {
 
     const fs::path theirs = work / "ffmpeg.mp4";
     const Run ffmpegRun = runToEnd({"ffmpeg", "-v", "info", "-nostdin", "-y", "-f", "x11grab", "-framerate", "60",
-                                    "-video_size", std::to_string(width) + "x" + std::to_string(height), "-i", display, "-t", std::to_string(kSeconds),
+                                    "-video_size", std::to_string(width) + "x" + std::to_string(height), "-i", display, "-t", std::to_string(seconds),
                                     // Every grabbed picture once: no repeats to keep a constant rate.
                                     "-vsync", "passthrough", "-c:v",
                                     "libx265", "-preset", "ultrafast", "-x265-params", "log-level=error",
@@ -228,15 +232,15 @@ int main(int argc, char** argv) {
     if (const auto at = ffmpegRun.err.rfind("drop="); at != std::string::npos)
         ffmpegDropped = std::stol(ffmpegRun.err.substr(at + 5));
 
-    const double ourFps = double(counts[0].frames) / kSeconds;
-    const double ffmpegFps = double(ffmpegFrames) / kSeconds;
+    const double ourFps = double(counts[0].frames) / seconds;
+    const double ffmpegFps = double(ffmpegFrames) / seconds;
     holes.resize(counts.size(), 0.0);
     // The zoomed picture can rest where the busy window is not: its repeats
     // share a sample (up to 0.1 s), which the gap between samples shows too.
     for (size_t i = 0; i < counts.size(); ++i)
         std::printf("ours %s %.1f fps, %ld dropped, %ld repeats, largest gap between samples in the first "
                     "half second %.0f ms\n",
-                    i == 0 ? "zoomed:" : "full:  ", double(counts[i].frames) / kSeconds, counts[i].dropped,
+                    i == 0 ? "zoomed:" : "full:  ", double(counts[i].frames) / seconds, counts[i].dropped,
                     counts[i].repeats, holes[i] * 1000);
     std::printf("ours: cpu %.1f s over %.1f s, peak rss %ld MB, files closed %ld ms after stop\n", ourRun.cpuSeconds,
                 ourRun.wallSeconds, ourRun.peakRssMb, closedMs);
