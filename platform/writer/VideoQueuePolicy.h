@@ -4,9 +4,10 @@
 // memory holds fewer), so that the short bursts of a screen recording (a
 // page that scrolls, the encoders starting) are encoded late rather than
 // lost. It counts frames, not the time between them: a still screen queues
-// a sample every tenth of a second, and five of those are not a backlog. Under an overload that lasts, dropping wherever the queue happens
-// to be full would make motion stutter; instead the delivered rate steps
-// down (every frame, every second, every third: 60, 30, 20 fps from a 60 fps
+// a sample every tenth of a second, and five of those are not a backlog.
+// Under an overload that lasts, dropping wherever the queue happens to be
+// full would make motion stutter; instead the delivered rate steps down
+// (every frame, every second, every third: 60, 30, 20 fps from a 60 fps
 // stream) while the queue stays full, and back up once it has drained.
 //
 // Plain logic on the host clock of each offer, which tells how long a state

@@ -191,12 +191,13 @@ void RecordRun::printResults() {
     std::erase_if(files_, [](const FileCounts& file) { return !std::filesystem::exists(file.path); });
     for (const auto& file : files_)
         std::fprintf(results_, "%s\n", file.path.c_str());
-    for (const auto& file : files_)
-        std::fprintf(results_, "frames=%llu dropped=%llu repeats=%llu\n",
-                     static_cast<unsigned long long>(file.videoInput->appendedCount() +
-                                                     file.videoInput->repeatedCount()),
-                     static_cast<unsigned long long>(file.videoInput->droppedCount()),
-                     static_cast<unsigned long long>(file.videoInput->repeatedCount()));
+    for (const auto& file : files_) {
+        const auto& input = *file.videoInput;
+        // A repeat is a kept frame too: its picture is carried by the sample before.
+        const unsigned long long repeats = input.repeatedCount();
+        std::fprintf(results_, "frames=%llu dropped=%llu repeats=%llu\n", input.appendedCount() + repeats,
+                     static_cast<unsigned long long>(input.droppedCount()), repeats);
+    }
     std::fflush(results_);
 }
 
